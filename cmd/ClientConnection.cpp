@@ -1,0 +1,103 @@
+#include "ClientConnection.h"
+
+#include <boost/asio/buffer.hpp>
+#include <boost/asio/error.hpp>
+#include <boost/asio/read_until.hpp>
+#include <boost/asio/write.hpp>
+#include <iostream>
+#include <utility>
+
+namespace cmd {
+
+namespace {
+
+std::string PeerText(const boost::asio::ip::tcp::socket& socket) {
+    boost::system::error_code error;
+    const boost::asio::ip::tcp::endpoint peer = socket.remote_endpoint(error);
+    return error ? "that has gone" : peer.address().to_string() + ":" + std::to_string(peer.port());
+}
+
+}  // namespace
+
+ClientConnection::ClientConnection(boost::asio::ip::tcp::socket socket, char delimiter, Handler handler)
+    : mSocket(std::move(socket)),
+      mPeer(PeerText(mSocket)),
+      mHandler(std::move(handler)),
+      mDelimiter(delimiter) {}
+
+void ClientConnection::Start(const std::string& banner) {
+    Send(banner);
+    StartRead();
+}
+
+void ClientConnection::Send(std::string_view text) {
+    if (mDropReason != nullptr) {
+        return;
+    }
+    if (mWriting.size() + mWaiting.size() + text.size() > kMaxUnsent) {
+        Drop("it doesn't read what it is sent");
+        return;
+    }
+    mWaiting += text;
+    if (mWriting.empty()) {
+        StartWrite();
+    }
+}
+
+void ClientConnection::Drop(const char* reason) {
+    if (mDropReason != nullptr) {
+        return;
+    }
+    mDropReason = reason;
+    mWaiting = {};
+    boost::system::error_code ignored;
+    mSocket.close(ignored);
+}
+
+void ClientConnection::StartRead() {
+    boost::asio::async_read_until(
+        mSocket, mInput, mDelimiter,
+        [self = shared_from_this()](const boost::system::error_code& error, std::size_t length) {
+            self->OnRead(error, length);
+        });
+}
+
+void ClientConnection::OnRead(boost::system::error_code error, std::size_t length) {
+    if (error == boost::asio::error::not_found) {
+        Drop("it typed a line longer than 64 KiB");
+    } else if (mDropReason != nullptr) {
+        error = boost::asio::error::operation_aborted;
+    }
+    if (error) {
+        mHandler(shared_from_this(), error, "");
+        return;
+    }
+    mHandler(shared_from_this(), error, TakeLine(length));
+    StartRead();
+}
+
+/// `length` counts the delimiter.
+std::string ClientConnection::TakeLine(std::size_t length) {
+    std::string line(static_cast<const char*>(mInput.data().data()), length - 1);
+    mInput.consume(length);
+    return line;
+}
+
+void ClientConnection::StartWrite() {
+    mWriting = std::exchange(mWaiting, {});
+    if (mWriting.empty()) {
+        return;
+    }
+    boost::asio::async_write(mSocket, boost::asio::buffer(mWriting),
+                             [self = shared_from_this()](const boost::system::error_code& error,
+                                                         std::size_t) { self->OnWritten(error); });
+}
+
+void ClientConnection::OnWritten(const boost::system::error_code& error) {
+    if (error && mDropReason == nullptr) {
+        std::cerr << "async_write error: " << error << '\n';
+    }
+    StartWrite();
+}
+
+}  // namespace cmd

@@ -1,0 +1,111 @@
+#include <gmock/gmock.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "ActionN.h"
+#include "ClientConnection.h"
+#include "Node.h"
+#include "ShellFixture.h"
+
+namespace {
+
+using cmd::action::MakeAction;
+using Shell = ShellFixture;
+
+TEST_F(Shell, GreetsWithNameAndTimeAndRepliesToWhatIsTyped) {
+    const auto add = [this](const std::string& name, auto callable) {
+        mShell.Root()->AddAction(MakeAction(name, callable, ""));
+    };
+    add("pair", [](const std::string& a, const std::string& b) { return a + "|" + b; });
+    add("level", [](int, bool) {});
+    add("fail", [] { throw std::runtime_error("it is gone"); });
+    add("fail_oddly", [] { throw 42; });
+    add("refuse", [](int) { throw cmd::parser::BadCommandArg("no such port"); });
+    add("rerun", [this] { mShell.Run(); });
+    mShell.Root()->AddAction("//power", {MakeAction(
+                                            "dc_volts", [](int) {}, "Supply.In tenths")});
+    const std::vector<std::pair<std::string, std::string>> rows = {
+        {"  num   178 \t\r", "178"},
+        {"pair \"t1\" {t1 t2}", "t1|t1 t2"},
+        {"power/dc_volts --help x y", "Supply\n\nUsage: dc_volts 'int'\n\nIn tenths"},
+        {"rerun\npow/dc_volts 1", "unrecognised command 'pow/dc_volts'"},
+        {"--help", "unrecognised command '--help'"},
+        {"%s%n%s --help", "unrecognised command '%s%n%s'"},
+        {std::string("\0\xff\xf4", 3), std::string("unrecognised command '\0\xff\xf4'", 26)},
+        {"level x x", "error: arg 0: cannot convert 'x' to type 'int'"},
+        {"fail", "it is gone"},
+        {"fail_oddly", "error: 'fail_oddly' failed"},
+        {"refuse 1", "no such port"},
+    };
+    StartShell();
+    LineClient client(mPort);
+    EXPECT_THAT(client.ReadUntil("'cmd'.\n"),
+                testing::MatchesRegex("\nSorvel command shell: box "
+                                      "[A-Z][a-z]+ [A-Z][a-z]+ [ 1-3][0-9] [0-9]+:[0-9]+:[0-9]+ [0-9]+\n"
+                                      "Type 'help' to see available commands\\.\n"
+                                      "Type 'cmd --help' to find out more about 'cmd'\\.\n"));
+    for (const auto& [typed, reply] : rows) {
+        client.Send(typed + "\n");
+        EXPECT_EQ(client.ReadUntil(reply + "\n"), reply + "\n") << typed;
+    }
+}
+
+TEST_F(Shell, AnswersManyLinesAtOnceInOrderAlsoToAClientThatEndsSending) {
+    StartShell();
+    GreetedClient client(mPort);
+    std::string typed;
+    std::string replies;
+    for (int number = 0; number < 5000; ++number) {
+        typed += "num " + std::to_string(number) + "\n";
+        replies += std::to_string(number) + "\n";
+    }
+    client.Send(typed + "num 5");  // the last line has no end, and so is none
+    client.EndSending();
+    EXPECT_EQ(client.ReadToEnd(), replies);
+}
+
+TEST_F(Shell, TakesALineOf64KiBAndEndsTheConnectionOnALongerOne) {
+    StartShell();
+    GreetedClient client(mPort);
+    const std::string longest(cmd::ClientConnection::kMaxLine, 'x');
+    EXPECT_EQ(client.Ask(longest), "unrecognised command '" + longest + "'");
+    testing::internal::CaptureStdout();
+    client.Send(longest + "x");
+    EXPECT_EQ(client.ReadToEnd(), "");
+    StopShell();
+    EXPECT_THAT(testing::internal::GetCapturedStdout(), testing::HasSubstr("a line longer than 64 KiB\r\n"));
+}
+
+TEST_F(Shell, OutlivesClientsThatResetTheConnection) {
+    StartShell();
+    for (const char* const typed : {"", "num 1", "num 1\nnum 2\nhelp\nhelp\n"}) {
+        LineClient client(mPort);
+        client.Send(typed);
+        client.Reset();
+    }
+    EXPECT_EQ(GreetedClient(mPort).Ask("num 3"), "3");
+}
+
+TEST_F(Shell, WaitsForDescriptorsWithoutSpinningAndThenAccepts) {
+    LineClient client(mPort);
+    rlimit former{};
+    getrlimit(RLIMIT_NOFILE, &former);
+    const int firstFree = dup(STDERR_FILENO);
+    close(firstFree);
+    const rlimit none{static_cast<rlim_t>(firstFree), former.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &none);
+    const std::size_t handlers = mIo.run_for(std::chrono::milliseconds(350));
+    setrlimit(RLIMIT_NOFILE, &former);
+    EXPECT_GE(handlers, 1U);
+    EXPECT_LE(handlers, 8U);  // an accept and a timer each 100 ms
+    StartShell();
+    client.ReadUntil("'cmd'.\n");
+}
+
+}  // namespace
