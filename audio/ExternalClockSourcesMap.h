@@ -1,0 +1,25 @@
+#pragma once
+
+#include <cstdint>
+
+#include "MapObject.h"
+
+namespace audio {
+
+/// The clock measurement and the choice of PLL source.
+///
+/// | word | access | meaning                                                                           |
+/// |------|--------|-----------------------------------------------------------------------------------|
+/// | 0x00 | read   | [7:0] clock id, [31:8] count of 27 MHz clocks over a period of 65 frames          |
+/// | 0x10 | write  | first value of the measurement range                                              |
+/// | 0x14 | write  | second value of the measurement range                                             |
+/// | 0x18 | write  | clock id that the PLL follows, 0 for internal                                     |
+class ExternalClockSourcesMap : private fsi::MapObject {
+  public:
+    explicit ExternalClockSourcesMap(fsi::HostFsi& owner) : MapObject(owner, 0x30000) {}
+
+    /// Logs, and writes the id whatever the register holds. Event loop only.
+    void SetExternalPllSource(std::uint32_t clockId);
+};
+
+}  // namespace audio
