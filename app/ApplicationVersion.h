@@ -1,0 +1,3 @@
+#pragma once
+
+constexpr const char* kApplicationVersion = "2.0.5980";

@@ -1,0 +1,64 @@
+#include "RootCommands.h"
+
+#include <boost/format.hpp>
+
+#include "ActionN.h"
+#include "ApplicationVersion.h"
+#include "Audit.h"
+#include "BrindletManager.h"
+#include "FirmwareBuild.h"
+#include "Node.h"
+
+namespace {
+
+std::string ToggleFeature(int level) {
+    if (level < 0 || static_cast<unsigned>(level) >= Audit::kMaxDebugLevels) {
+        return "Invalid value. Enter a valid debug level";
+    }
+    const auto id = static_cast<unsigned>(level);
+    Audit& audit = Audit::Instance();
+    audit.SetLevel(id, audit.IsEnabled(id) ? 0 : 1);
+    return std::string("Audit level ") + Audit::FeatureName(id) +
+           (audit.IsEnabled(id) ? " enabled\n" : " disabled\n");
+}
+
+void LogFeatures() {
+    AUDIT(Feature::Information, "Audit levels: \n");
+    for (unsigned id = 0; id < Audit::kMaxDebugLevels; ++id) {
+        AUDIT(Feature::Information, "%-3lu  -  %-32s -  %s \r\n", static_cast<unsigned long>(id),
+              Audit::FeatureName(id), Audit::Instance().IsEnabled(id) ? "On" : "Off");
+    }
+}
+
+}  // namespace
+
+void RegisterRootCommands(cmd::Node& root, TalvoBrindlet::BrindletManager& manager, fsi::IFsiBus& bus,
+                          const std::string& programName, std::uint32_t hid) {
+    using cmd::action::MakeAction;
+    root.AddAction(MakeAction(
+        "adcrst", [&manager] { manager.ResetAdc(); }, "Reset ADC"));
+    root.AddAction(MakeAction(
+        "dacrst", [&manager] { manager.ResetDac(); }, "Reset DAC"));
+    root.AddAction(MakeAction(
+        "db", [](int level) { return ToggleFeature(level); },
+        "Set logging level. Takes an audit level value. Those of interest for the Brindlet are: "
+        "\r\n     60  - CommsDebug\r\n     122 - IoDiscovery\r\n     178 - TalvoIoBox\r\n"
+        "     179 - TalvoIoBoxVerbose\r\n     180 - PowerMonitoringDebug\r\n"));
+    root.AddAction(MakeAction(
+        "debug", [] { LogFeatures(); }, "Show the log level statuses"));
+    root.AddAction(MakeAction(
+        "hid", [hid] { return (boost::format("Hid is set to %1$d ( 0x%1$x )") % hid).str(); },
+        "Shows the Brindlet HID."));
+    root.AddAction(MakeAction(
+        "mode", [&manager] { return manager.GetModeLine(); }, "Display Brindlet operating mode."));
+    root.AddAction(MakeAction(
+        "proto", [&manager] { return manager.GetProtocolLine(); }, "Display Brindlet operating mode."));
+    root.AddAction(MakeAction(
+        "version",
+        [programName, &bus] {
+            return (boost::format("%s %s, Firmware build %d") % programName % kApplicationVersion %
+                    TalvoBrindlet::GetFirmwareBuild(bus))
+                .str();
+        },
+        ""));
+}

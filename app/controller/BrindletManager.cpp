@@ -1,0 +1,167 @@
+#include "BrindletManager.h"
+
+#include <array>
+#include <iostream>
+#include <utility>
+
+#include "AdcControlFsi_KX4093.h"
+#include "AudioDmaFsi.h"
+#include "AudioDmaManager.h"
+#include "Audit.h"
+#include "ClocksFsi_KX4093.h"
+#include "DacControlFsi_KX4093.h"
+#include "ExternalReferenceFsi.h"
+#include "GpioFsi.h"
+#include "Hid.h"
+#include "PowerMonitorFsi.h"
+#include "RootedPath.h"
+#include "RouteSetUp.h"
+#include "T2FsiLink.h"
+#include "UioInterruptController.h"
+
+namespace TalvoBrindlet {
+
+namespace {
+
+constexpr const char* kExtendedHidPath = "/var/lib/sorvel/etc/Extends/ExtendedHID";
+constexpr unsigned kExtendedHidShift = 8;
+
+constexpr std::int32_t kProtocolTalvo2 = 1;
+constexpr std::int32_t kProtocolDante = 2;
+
+/// The links' audio DMA addresses where no link driver gives others.
+constexpr unsigned kDefaultPrimaryId = 3;
+constexpr unsigned kDefaultSecondaryId = 2;
+constexpr unsigned kPrimaryClockId = 1;
+constexpr unsigned kSecondaryClockId = 2;
+
+const char* LogName(OperatingMode mode) {
+    constexpr std::array<const char*, 3> kNames{
+        {"AoIP operating mode", "Talvo 2 operating mode", "Unknown operating mode"}};
+    const auto index = static_cast<std::size_t>(mode);
+    return index < kNames.size() ? kNames[index] : kNames[2];
+}
+
+}  // namespace
+
+BrindletManager::BrindletManager(boost::asio::io_context& eventLoop, fsi::IFsiBus& bus, std::string root)
+    : mIo(eventLoop),
+      mRoot(std::move(root)),
+      mAdc(mDevices.Add<AdcControlFsi_KX4093>("adc", bus)),
+      mDac(mDevices.Add<DacControlFsi_KX4093>("dac", bus)),
+      mAdcClocks(mDevices.Add<AdcClocksFsi_KX4093>("adcins", bus)),
+      mDacClocks(mDevices.Add<DacClocksFsi_KX4093>("dacins", bus)),
+      mAdma(mDevices.Add<audio::AudioDmaFsi>("adma", bus)),
+      mGpio(mDevices.Add<GpioFsi>("gpio", bus)),
+      mPowerMonitor(mDevices.Add<PowerMonitorFsi>("powermon", bus)),
+      mExtRef(mDevices.Add<audio::ExternalReferenceFsi>("extref", bus)),
+      mInterruptSources{mPowerMonitor, mExtRef, mDac, mAdma},
+      mHid(kHidNotRead) {
+    AUDIT(Feature::TalvoIoBox, "Brindlet: created application controller\n");
+}
+
+BrindletManager::~BrindletManager() = default;
+
+void BrindletManager::Initialise() {
+    AUDIT(Feature::Information, "Brindlet: initialising the control application\n");
+    InitialiseFsis();
+    GetHid();
+    mMode = OperatingMode::Talvo2;
+    AUDIT(Feature::Information, "Brindlet: operating mode is %s\n",
+          GetOperatingMode() == OperatingMode::Talvo2 ? "Talvo 2 mode" : "AoIP mode");
+}
+
+void BrindletManager::InitialiseFsis() {
+    AUDIT(Feature::TalvoIoBox, "Brindlet: initialising FSIs and configuring for interrupt handling\n");
+    mModeChangeConnection = mGpio->ModeChanged().connect(&BrindletManager::OnModeChange);
+}
+
+void BrindletManager::ConfigureForMode() {
+    if (GetOperatingMode() == OperatingMode::Talvo2) {
+        ConfigureForTalvo2();
+    } else {
+        ConfigureForDante();
+    }
+}
+
+void BrindletManager::ConfigureForTalvo2() {
+    AUDIT(Feature::TalvoIoBox, "Brindlet: configuring audio for Talvo 2 operation\n");
+    std::cout << "Brindlet: configuring audio for Talvo 2 operation" << std::endl;
+    mProtocol = kProtocolTalvo2;
+    CreateInterruptController();
+    CreateLinkEndpoints();
+    mDmaManager = std::make_shared<audio::AudioDmaManager>(&mDevices, mAdma);
+    AUDIT(Feature::TalvoIoBoxVerbose,
+          "Brindlet: created two talvo links for ADMA routing - ID0 = %d, ID1 = %d\n",
+          static_cast<int>(mPrimaryLinkEndpoint->Id()), static_cast<int>(mSecondaryLinkEndpoint->Id()));
+    mDmaManager->SetEndpoints({mPrimaryLinkEndpoint, mSecondaryLinkEndpoint, mAdcClocks, mDacClocks});
+    WriteRouteTables({mPrimaryLinkEndpoint, mSecondaryLinkEndpoint}, *mAdcClocks, *mDacClocks);
+}
+
+void BrindletManager::ConfigureForDante() {
+    AUDIT(Feature::TalvoIoBox, "Brindlet: configuring audio for Dante Brooklyn II operation\n");
+    mProtocol = kProtocolDante;
+    CreateInterruptController();
+    mDmaManager = std::make_shared<audio::AudioDmaManager>(&mDevices, mAdma);
+}
+
+void BrindletManager::CreateInterruptController() {
+    AUDIT(Feature::TalvoIoBoxVerbose, "Brindlet: creating interrupt controller\n");
+    mInterrupts = std::make_shared<fsi::UioInterruptController>(mIo, mInterruptSources);
+}
+
+void BrindletManager::CreateLinkEndpoints() {
+    mPrimaryLinkEndpoint = mDevices.Add<audio::T2FsiLink>("t1", kDefaultPrimaryId, kPrimaryClockId);
+    mSecondaryLinkEndpoint = mDevices.Add<audio::T2FsiLink>("t2", kDefaultSecondaryId, kSecondaryClockId);
+}
+
+void BrindletManager::ResetAdc() {
+    mAdc->EnableReset();
+    mAdc->DisableReset();
+}
+
+std::string BrindletManager::GetModeLine() const {
+    return std::string("Mode:                   ") +
+           (GetOperatingMode() == OperatingMode::AoIP ? "AoIP" : "Talvo 2");
+}
+
+std::string BrindletManager::GetProtocolLine() const {
+    const std::string label = "Protocol:               ";
+    switch (GetProtocol()) {
+        case kProtocolTalvo2:
+            return label + "Talvo 2";
+        case kProtocolDante:
+            return label + "Dante";
+        default:
+            return label + "Unknown";
+    }
+}
+
+std::uint32_t BrindletManager::GetHid() {
+    if (mHid != kHidNotRead) {
+        return mHid;
+    }
+    const std::uint32_t switches = ReadDipSwitches();
+    const std::uint32_t extended = ReadExtendedHid(RootedPath(mRoot, kExtendedHidPath));
+    mHid = switches + (extended << kExtendedHidShift);
+    AUDIT(Feature::Information, "Brindlet Hid is now set to %s\n", HidText(mHid).c_str());
+    return mHid;
+}
+
+std::uint32_t BrindletManager::ReadDipSwitches() const {
+    if (mGpio == nullptr) {
+        AUDIT(Feature::Fault, "Hardware DIP switches could not be read \n");
+        return 0;
+    }
+    const std::uint32_t switches = mGpio->ReadDipSwitches();
+    AUDIT(Feature::Information, "Hardware DIP switches set to HID %lu\n",
+          static_cast<unsigned long>(switches));
+    return switches;
+}
+
+void BrindletManager::OnModeChange(const OperatingMode& mode) {
+    AUDIT(Feature::TalvoIoBox, "Brindlet: INFO - mode change interrupt occurred, operating mode is now %s\n",
+          LogName(mode));
+}
+
+}  // namespace TalvoBrindlet
