@@ -1,0 +1,288 @@
+#include "BenchRequests.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <initializer_list>
+#include <iterator>
+
+#include "BenchText.h"
+#include "Board.h"
+#include "BoardBits.h"
+
+namespace sim {
+
+struct BenchRequests::Request {
+    const char* mName;
+    const char* mUsage;  ///< the arguments, as `help` shows them
+    std::size_t mLeast;  ///< how many of them
+    std::size_t mMost;
+    BenchAnswer (BenchRequests::*mHandle)(const Arguments& arguments);
+};
+
+const BenchRequests::Request BenchRequests::kRequests[] = {
+    {"help", "", 0, 0, &BenchRequests::Help},
+    {"read", " IDENTITY OFFSET", 2, 2, &BenchRequests::Read},
+    {"word", " IDENTITY ADDRESS", 2, 2, &BenchRequests::Word},
+    {"set", " IDENTITY ADDRESS VALUE", 3, 3, &BenchRequests::Set},
+    {"irq", " IDENTITY ID", 2, 2, &BenchRequests::Irq},
+    {"dip", " N", 1, 1, &BenchRequests::Dip},
+    {"psu", " reading N, psu line ok|fault, psu protection ok|fault", 2, 2, &BenchRequests::Psu},
+    {"measure", " CLOCK COUNT", 2, 2, &BenchRequests::Measure},
+    {"pll", " locked|unlocked", 1, 1, &BenchRequests::Pll},
+    {"sync", " auto|hold|release", 1, 1, &BenchRequests::Sync},
+    {"wait", " [MS]", 0, 1, &BenchRequests::Wait},
+    {"table", " FIRST LAST", 2, 2, &BenchRequests::Table},
+    {"hear", " ADDRESS SAMPLE", 2, 2, &BenchRequests::Hear},
+    {"trace", " FILE|off", 1, 1, &BenchRequests::Trace},
+    {"state", "", 0, 0, &BenchRequests::State},
+};
+
+namespace {
+
+constexpr const char* kBlanks = " \t";
+constexpr std::uint32_t kMaxWord = 0xFFFFFFFF;
+constexpr std::uint32_t kMaxInterrupt = 31;
+constexpr std::uint32_t kMaxByte = 0xFF;
+constexpr std::uint32_t kMaxCount = 0xFFFFFF;
+constexpr std::uint32_t kDefaultWaitMs = 5000;
+constexpr std::uint32_t kMaxWaitMs = 3'600'000;
+
+BenchAnswer Ok() {
+    return {"ok", std::nullopt};
+}
+
+BenchAnswer Ok(const std::string& value) {
+    return {"ok " + value, std::nullopt};
+}
+
+std::string Hex(std::uint32_t value, int digits) {
+    char text[16];
+    std::snprintf(text, sizeof text, "0x%0*x", digits, value);
+    return text;
+}
+
+std::string WordText(std::uint32_t value) {
+    constexpr int kWordDigits = 8;
+    return Hex(value, kWordDigits);
+}
+
+/// The position of `text` among the words that may stand there.
+std::size_t Choose(const std::string& text, std::initializer_list<const char*> choices) {
+    const auto* const found = std::find(choices.begin(), choices.end(), text);
+    if (found != choices.end()) {
+        return static_cast<std::size_t>(found - choices.begin());
+    }
+    std::string reason = Quoted(text) + " isn't one of";
+    for (const char* choice : choices) {
+        reason.append(" ").append(choice);
+    }
+    throw BadText(reason);
+}
+
+bool IsFault(const std::string& text) {
+    return Choose(text, {"ok", "fault"}) == 1;
+}
+
+/// Splits at blanks into at most `most` pieces; the last one takes the rest, blanks inside it included.
+std::vector<std::string> Split(const std::string& line, std::size_t most) {
+    std::vector<std::string> pieces;
+    std::size_t begin = line.find_first_not_of(kBlanks);
+    while (begin != std::string::npos) {
+        const bool isLast = pieces.size() + 1 == most;
+        const std::size_t end = isLast ? line.find_last_not_of(kBlanks) + 1
+                                       : std::min(line.find_first_of(kBlanks, begin), line.size());
+        pieces.push_back(line.substr(begin, end - begin));
+        begin = line.find_first_not_of(kBlanks, end);
+    }
+    return pieces;
+}
+
+}  // namespace
+
+BenchAnswer BenchRequests::Handle(const std::string& line) {
+    try {
+        return Dispatch(line);
+    } catch (const std::exception& failure) {
+        return {std::string("error ") + failure.what(), std::nullopt};
+    }
+}
+
+BenchAnswer BenchRequests::Dispatch(const std::string& line) {
+    constexpr std::size_t kNameAndRest = 2;
+    const std::vector<std::string> nameAndRest = Split(line, kNameAndRest);
+    if (nameAndRest.empty()) {
+        throw BadText("the line is empty; 'help' names the requests");
+    }
+    const Request& request = FindRequest(nameAndRest.front());
+    Arguments arguments;
+    if (nameAndRest.size() == kNameAndRest) {
+        // A file's name may hold blanks; other arguments have none, and one too many is to be told.
+        const bool takesLine = request.mHandle == &BenchRequests::Trace;
+        arguments = Split(nameAndRest.back(), takesLine ? 1 : request.mMost + 1);
+    }
+    if (arguments.size() < request.mLeast || arguments.size() > request.mMost) {
+        throw BadText(std::string("usage: ") + request.mName + request.mUsage);
+    }
+    return (this->*request.mHandle)(arguments);
+}
+
+const BenchRequests::Request& BenchRequests::FindRequest(const std::string& name) {
+    const auto* const found = std::find_if(std::begin(kRequests), std::end(kRequests),
+                                           [&name](const Request& request) { return request.mName == name; });
+    if (found == std::end(kRequests)) {
+        throw BadText("unknown request " + Quoted(name) + "; 'help' names the requests");
+    }
+    return *found;
+}
+
+BenchAnswer BenchRequests::Help(const Arguments& /*arguments*/) {
+    std::string names;
+    for (const Request& request : kRequests) {
+        names.append(names.empty() ? "" : "; ").append(request.mName).append(request.mUsage);
+    }
+    return Ok(names);
+}
+
+BenchAnswer BenchRequests::Read(const Arguments& arguments) {
+    const std::string& identity = Node(arguments[0]);
+    const std::uint32_t offset = ParseNumber("OFFSET", arguments[1], 0, kMaxWord);
+    const auto value = mBoard.DirectRead(identity, offset);
+    if (!value) {
+        throw BadText(identity + " has no register at " + Hex(offset, 2));
+    }
+    return Ok(WordText(*value));
+}
+
+BenchAnswer BenchRequests::Word(const Arguments& arguments) {
+    const std::string& identity = Node(arguments[0]);
+    const std::uint32_t address = ParseNumber("ADDRESS", arguments[1], 0, kMaxWord);
+    const auto value = mBoard.Word(identity, address);
+    if (!value) {
+        throw BadText(identity + " has no word at " + Hex(address, 1));
+    }
+    return Ok(WordText(*value));
+}
+
+BenchAnswer BenchRequests::Set(const Arguments& arguments) {
+    const std::string& identity = Node(arguments[0]);
+    const std::uint32_t address = ParseNumber("ADDRESS", arguments[1], 0, kMaxWord);
+    const std::uint32_t value = ParseNumber("VALUE", arguments[2], 0, kMaxWord);
+    if (!mBoard.SetWord(identity, address, value)) {
+        throw BadText(identity + " has no word at " + Hex(address, 1));
+    }
+    return Ok();
+}
+
+BenchAnswer BenchRequests::Irq(const Arguments& arguments) {
+    const std::string& identity = Node(arguments[0]);
+    const std::uint32_t id = ParseNumber("ID", arguments[1], 0, kMaxInterrupt);
+    if (!mBoard.RaiseInterrupt(identity, id)) {
+        throw BadText(identity + " has no interrupts");
+    }
+    return Ok();
+}
+
+BenchAnswer BenchRequests::Dip(const Arguments& arguments) {
+    mBoard.SetDip(ParseNumber("N", arguments[0], 0, kMaxByte));
+    return Ok();
+}
+
+BenchAnswer BenchRequests::Psu(const Arguments& arguments) {
+    switch (Choose(arguments[0], {"reading", "line", "protection"})) {
+        case 0:
+            mBoard.SetPsuReading(ParseNumber("N", arguments[1], 0, kReadingMask));
+            break;
+        case 1:
+            mBoard.SetLineFault(IsFault(arguments[1]));
+            break;
+        default:
+            mBoard.SetProtectionFault(IsFault(arguments[1]));
+            break;
+    }
+    return Ok();
+}
+
+BenchAnswer BenchRequests::Measure(const Arguments& arguments) {
+    const std::uint32_t clock = ParseNumber("CLOCK", arguments[0], 0, kMaxByte);
+    const std::uint32_t count = ParseNumber("COUNT", arguments[1], 0, kMaxCount);
+    if (!mBoard.Measure(clock, count)) {
+        throw BadText(std::to_string(ReferenceBlock::kMaxQueued) + " measurements are queued already");
+    }
+    return Ok();
+}
+
+BenchAnswer BenchRequests::Pll(const Arguments& arguments) {
+    mBoard.SetPllLocked(Choose(arguments[0], {"locked", "unlocked"}) == 0);
+    return Ok();
+}
+
+BenchAnswer BenchRequests::Sync(const Arguments& arguments) {
+    switch (Choose(arguments[0], {"auto", "hold", "release"})) {
+        case 0:
+            mBoard.SetSyncMode(SyncMode::Auto);
+            break;
+        case 1:
+            mBoard.SetSyncMode(SyncMode::Hold);
+            break;
+        default:
+            mBoard.ReleaseSync();
+            break;
+    }
+    return Ok();
+}
+
+BenchAnswer BenchRequests::Wait(const Arguments& arguments) {
+    const std::uint32_t limit =
+        arguments.empty() ? kDefaultWaitMs : ParseNumber("MS", arguments[0], 1, kMaxWaitMs);
+    return {{}, std::chrono::milliseconds(limit)};
+}
+
+BenchAnswer BenchRequests::Table(const Arguments& arguments) {
+    const std::uint32_t first = ParseNumber("FIRST", arguments[0], 0, kTableWords - 1);
+    const std::uint32_t last = ParseNumber("LAST", arguments[1], first, kTableWords - 1);
+    std::string words;
+    for (const std::uint32_t word : mBoard.TableInUse(first, last)) {
+        words.append(words.empty() ? "" : " ").append(WordText(word));
+    }
+    return Ok(words);
+}
+
+BenchAnswer BenchRequests::Hear(const Arguments& arguments) {
+    const std::uint32_t address = ParseNumber("ADDRESS", arguments[0], 0, kMaxAdmaAddress);
+    const std::uint32_t sample = ParseNumber("SAMPLE", arguments[1], 0, kMaxSample);
+    const auto source = mBoard.Hear(address << kAddressShift | sample);
+    if (!source) {
+        return Ok("none");
+    }
+    if (*source == 0) {
+        return Ok("silence");
+    }
+    return Ok(std::to_string(*source >> kAddressShift) + " " + std::to_string(*source & kMaxSample));
+}
+
+BenchAnswer BenchRequests::Trace(const Arguments& arguments) {
+    const std::string& file = arguments[0];
+    if (file == "off") {
+        mBoard.StopTrace();
+        return Ok();
+    }
+    if (file.find('\0') != std::string::npos) {
+        throw BadText(Quoted(file) + " isn't a file's name");
+    }
+    mBoard.StartTrace(file);
+    return Ok();
+}
+
+BenchAnswer BenchRequests::State(const Arguments& /*arguments*/) {
+    return Ok(mBoard.StateText());
+}
+
+const std::string& BenchRequests::Node(const std::string& identity) const {
+    if (!mBoard.HasNode(identity)) {
+        throw BadText("the board has no node " + Quoted(identity));
+    }
+    return identity;
+}
+
+}  // namespace sim

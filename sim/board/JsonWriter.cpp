@@ -1,0 +1,46 @@
+#include "JsonWriter.h"
+
+namespace sim {
+
+JsonWriter& JsonWriter::Key(const char* key) {
+    Separate();
+    mText.append("\"").append(key).append("\":");
+    mCommaDue = false;
+    return *this;
+}
+
+JsonWriter& JsonWriter::Number(std::uint64_t value) {
+    return Value(std::to_string(value));
+}
+
+JsonWriter& JsonWriter::Flag(bool value) {
+    return Value(value ? "true" : "false");
+}
+
+JsonWriter& JsonWriter::Open(char bracket) {
+    Separate();
+    mText += bracket;
+    mCommaDue = false;
+    return *this;
+}
+
+JsonWriter& JsonWriter::Close(char bracket) {
+    mText += bracket;
+    mCommaDue = true;
+    return *this;
+}
+
+JsonWriter& JsonWriter::Value(const std::string& text) {
+    Separate();
+    mText += text;
+    mCommaDue = true;
+    return *this;
+}
+
+void JsonWriter::Separate() {
+    if (mCommaDue) {
+        mText += ',';
+    }
+}
+
+}  // namespace sim

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "BenchPort.h"
+#include "Board.h"
+
+namespace sim {
+
+/// What the command line of the virtual box asks for.
+struct SimOptions {
+    std::string mRoot = "brindlet-root";
+    std::string mTrace;  ///< empty for none
+    BenchEndpoint mBench;
+    BoardSettings mBoard;
+    bool mHelp = false;
+    std::vector<char*>
+        mApplication;  ///< the application's own arguments: the program's name, what follows "--", null
+};
+
+/// Reads the command line. Throws BadText with one clear line where an option is wrong.
+SimOptions ParseSimOptions(int argc, char* argv[]);
+
+/// What `--help` prints.
+std::string SimOptionsHelp();
+
+}  // namespace sim

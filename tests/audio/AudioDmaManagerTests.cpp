@@ -1,0 +1,242 @@
+#include "AudioDmaManager.h"
+
+#include <gmock/gmock.h>
+
+#include <atomic>
+#include <thread>
+
+#include "Board.h"
+#include "CapturedLog.h"
+#include "ClocksFsi_KX4093.h"
+#include "EventLoop.h"
+#include "RegisterAccesses.h"
+#include "T2FsiLink.h"
+#include "TransactionWord.h"
+#include "UioInterruptController.h"
+
+using audio::AudioDmaEndpoint;
+using audio::AudioDmaManager;
+using audio::EndpointWord;
+using testing::ElementsAre;
+
+namespace {
+
+constexpr unsigned kT1 = 3;
+constexpr unsigned kT2 = 2;
+constexpr unsigned kDac = 4;
+
+/// The audio side of the box on a board: two links, the converters' clocks, the table and its interrupt.
+class AudioDma : public testing::Test {
+  protected:
+    explicit AudioDma(const sim::BoardSettings& settings = {}) : mBoard(settings) {
+        mT1 = mRegistry.Add<audio::T2FsiLink>("t1", kT1, 1U);
+        mT2 = mRegistry.Add<audio::T2FsiLink>("t2", kT2, 2U);
+        mAdcIns = mRegistry.Add<TalvoBrindlet::AdcClocksFsi_KX4093>("adcins", mBoard);
+        mDacIns = mRegistry.Add<TalvoBrindlet::DacClocksFsi_KX4093>("dacins", mBoard);
+        mFsi = mRegistry.Add<audio::AudioDmaFsi>("adma", mBoard);
+        mManager = std::make_shared<AudioDmaManager>(&mRegistry, mFsi);
+        mInterrupts = std::make_unique<fsi::UioInterruptController>(
+            mIo, std::vector<std::shared_ptr<fsi::Interruptable>>{mFsi});
+    }
+
+    ~AudioDma() override { EXPECT_THAT(mBoard.Violations(), ElementsAre()); }
+
+    void Start() {
+        mManager->SetEndpoints({mT1, mT2, mAdcIns, mDacIns});
+        ASSERT_TRUE(Settle());
+    }
+
+    /// Until the board has nothing in hand and the event loop nothing to run.
+    bool Settle() {
+        return RunUntil(mIo, [this] { return mBoard.Activity().mBusyWith.empty(); });
+    }
+
+    /// Routes sample `sample` of link 1 to DAC slot 0, and asks for a sync.
+    void RouteSlot0(unsigned sample) {
+        mManager->SetSources({EndpointWord(kDac, 0)}, {EndpointWord(kT1, sample)});
+        mManager->Sync();
+    }
+
+    std::optional<std::uint32_t> HeardInSlot(unsigned slot) const {
+        return mBoard.Hear(EndpointWord(kDac, slot));
+    }
+
+    std::string Adma() const {
+        const std::string state = mBoard.StateText();
+        const std::size_t start = state.find("\"adma\":");
+        return state.substr(start, state.find('}', start) - start + 1);
+    }
+
+    sim::Board mBoard;
+    CapturedLog mLog;
+    boost::asio::io_service mIo;
+    fsi::DeviceRegistry mRegistry;
+    std::shared_ptr<audio::T2FsiLink> mT1;
+    std::shared_ptr<audio::T2FsiLink> mT2;
+    std::shared_ptr<TalvoBrindlet::AdcClocksFsi_KX4093> mAdcIns;
+    std::shared_ptr<TalvoBrindlet::DacClocksFsi_KX4093> mDacIns;
+    std::shared_ptr<audio::AudioDmaFsi> mFsi;
+    std::shared_ptr<AudioDmaManager> mManager;
+    std::unique_ptr<fsi::UioInterruptController> mInterrupts;
+};
+
+class AudioDmaAtWork : public AudioDma {
+  protected:
+    static sim::BoardSettings Syncing() {
+        sim::BoardSettings settings;
+        settings.mSyncing = true;
+        return settings;
+    }
+    AudioDmaAtWork() : AudioDma(Syncing()) {}
+};
+
+}  // namespace
+
+TEST_F(AudioDma, LaysTheSinksOutInOrder) {
+    Start();
+    EXPECT_EQ(mManager->Destinations()[0], kT1 * 512);
+    EXPECT_EQ(mManager->Destinations()[512], kT2 * 512);
+    EXPECT_EQ(mManager->Destinations()[1024], kDac * 512);
+    EXPECT_EQ(mManager->Destinations()[1039], kDac * 512 + 15);
+    EXPECT_EQ(mManager->Destinations()[1040], 0);
+    EXPECT_EQ(mManager->SourceEndpoints().count(mDacIns), 0U);
+    EXPECT_EQ(mManager->SinkEndpoints().count(mAdcIns), 0U);
+    EXPECT_EQ(mManager->SourceEndpoints().count(mT1) + mManager->SinkEndpoints().count(mT1), 2U);
+    EXPECT_EQ(mManager->PositionOf(*mAdcIns), 2048U);
+    EXPECT_EQ(mBoard.TableInUse(1024, 1024).front(), kDac * 512) << "the silent table has its destinations";
+}
+
+TEST_F(AudioDma, GivesEachPairOfLinksAStraightRouteAt48k) {
+    Start();
+    mT1->SetSampleRate(audio::FrequencyScaler::X2, SampleRates::SR48k);
+    EXPECT_EQ(mT1->CurrentRoute(*mT2)[511], EndpointWord(kT1, 511));
+    EXPECT_EQ(mT1->CurrentRoute(*mDacIns).size(), 16U);
+    mAdcIns->SetSampleRate(audio::FrequencyScaler::X2, SampleRates::SR48k);
+    EXPECT_EQ(mAdcIns->CurrentRoute(*mT1)[15], EndpointWord(1, 15));
+    EXPECT_EQ(mAdcIns->CurrentRoute(*mT1)[16], 0);
+}
+
+TEST_F(AudioDma, FoldsRequestsDuringAChangeOverIntoOne) {
+    Start();
+    mBoard.SetSyncMode(sim::SyncMode::Hold);
+    RouteSlot0(1);
+    ASSERT_TRUE(RunUntil(mIo, [&] { return mFsi->IsSyncing(); }));
+    for (const unsigned sample : {2U, 3U, 4U}) {
+        RouteSlot0(sample);
+    }
+    EXPECT_NE(mFsi->Shadow(), mFsi->Synced());
+    EXPECT_EQ(HeardInSlot(0), 0U);
+    mBoard.ReleaseSync();
+    ASSERT_TRUE(RunUntil(mIo, [&] { return HeardInSlot(0) == EndpointWord(kT1, 1) && mFsi->IsSyncing(); }));
+    EXPECT_EQ(mFsi->Shadow(), mFsi->Synced());
+    mManager->ResetFsi();
+    RouteSlot0(4);
+    mBoard.ReleaseSync();
+    ASSERT_TRUE(RunUntil(mIo, [&] { return mFsi->IsSyncing(); }))
+        << "a reset in a change-over asks for one more";
+    mBoard.ReleaseSync();
+    ASSERT_TRUE(Settle());
+    EXPECT_EQ(HeardInSlot(0), EndpointWord(kT1, 4));
+    EXPECT_FALSE(mFsi->IsSyncing());
+    EXPECT_EQ(Adma(), R"("adma":{"syncing":false,"syncs":4,"mute":false,"mute_on_pll_loss":true})");
+}
+
+TEST_F(AudioDmaAtWork, WaitsForAChangeOverThatAnEarlierProcessLeft) {
+    const auto writes = WritesOf(mBoard, [&] {
+        mManager->SetEndpoints({mT1, mT2, mAdcIns, mDacIns});
+        ASSERT_TRUE(Settle());
+    });
+    EXPECT_THAT(writes, testing::Not(testing::Contains("0003 W 0x38 0x00000020")));
+    mBoard.SetSyncMode(sim::SyncMode::Auto);
+    ASSERT_TRUE(RunUntil(mIo, [&] { return mBoard.Hear(EndpointWord(kDac, 0)).has_value(); }));
+}
+
+TEST_F(AudioDmaAtWork, StopsWhileTheFpgaNeverAnswers) {
+    mManager->SetEndpoints({mT1, mT2, mAdcIns, mDacIns});
+    mManager->Sync();
+    mManager.reset();
+    EXPECT_NE(Adma().find("\"syncing\":true"), std::string::npos);
+}
+
+TEST_F(AudioDma, ResetGoesPastTheSyncThreadAndLosesNoLaterRequest) {
+    Start();
+    RouteSlot0(1);
+    ASSERT_TRUE(Settle());
+    mBoard.SetSyncMode(sim::SyncMode::Hold);
+    const auto writes = WritesOf(mBoard, [&] { mManager->ResetFsi(); });
+    ASSERT_EQ(writes.size(), 2050U);
+    EXPECT_EQ(writes[1], "0003 W 0x20 0x00000000");
+    EXPECT_EQ(writes.back(), "0003 W 0x38 0x00000020");
+    EXPECT_EQ(mFsi->Synced(), std::vector<std::uint32_t>(2048, 0));
+    RouteSlot0(5);
+    mBoard.ReleaseSync();
+    ASSERT_TRUE(RunUntil(mIo, [&] { return !HeardInSlot(0).has_value(); }))
+        << "the idle table has no destinations";
+    mBoard.SetSyncMode(sim::SyncMode::Auto);
+    ASSERT_TRUE(RunUntil(mIo, [&] { return HeardInSlot(0) == EndpointWord(kT1, 5); }));
+}
+
+TEST_F(AudioDma, AcknowledgingByHandLeavesTheHandshakeWaiting) {
+    Start();
+    mBoard.SetSyncMode(sim::SyncMode::Hold);
+    RouteSlot0(1);
+    ASSERT_TRUE(RunUntil(mIo, [&] { return mFsi->IsSyncing(); }));
+    EXPECT_EQ(WritesOf(mBoard, [&] { mFsi->ClearSync(); }),
+              std::vector<std::string>{"0003 W 0x38 0x00000000"});
+    RouteSlot0(2);
+    ASSERT_TRUE(Settle());
+    EXPECT_NE(mFsi->Synced(), mFsi->Shadow());
+    mBoard.SetSyncMode(sim::SyncMode::Auto);
+    ASSERT_TRUE(RunUntil(mIo, [&] { return HeardInSlot(0) == EndpointWord(kT1, 2); }));
+}
+
+TEST_F(AudioDma, PlacesARouteInOrderOrBySample) {
+    Start();
+    mT1->SetRouteText("9,8,3,2", *mDacIns, audio::FrequencyScaler::X1, SampleRates::SR48k);
+    const auto slots = [&](std::vector<unsigned> wanted) {
+        std::vector<int> samples;
+        for (const unsigned slot : wanted) {
+            const std::uint16_t word = mManager->Sources()[1024 + slot];
+            samples.push_back(word == 0 ? -1 : static_cast<int>(audio::SampleOf(word)));
+        }
+        return samples;
+    };
+    using Mode = AudioDmaManager::RouteMode;
+    mManager->ApplyRoute(*mT1, *mDacIns, {});
+    EXPECT_THAT(slots({0, 1, 2, 3, 4}), ElementsAre(9, 8, 3, 2, -1));
+    mManager->ClearSources();
+    mManager->ApplyRoute(*mT1, *mDacIns, {Mode::Kind::InOrder, 14, 1});
+    EXPECT_THAT(slots({13, 14, 15}), ElementsAre(-1, 8, 3)) << "only the room behind the offset";
+    mManager->ClearSources();
+    mManager->ApplyRoute(*mT1, *mDacIns, {Mode::Kind::BySample, 0, 0});
+    EXPECT_THAT(slots({2, 3, 8, 9, 10}), ElementsAre(2, 3, 8, 9, -1));
+    mManager->ApplyRoute(*mT1, *mDacIns, {Mode::Kind::InOrder, 0, 99});
+    mManager->ApplyRoute(*mT1, *mDacIns, {Mode::Kind::InOrder, 16, 0});
+    mManager->ApplyRoute(*mT1, *mAdcIns, {});
+    EXPECT_EQ(mLog.Count("isn't in the transaction table"), 2U);
+}
+
+TEST_F(AudioDma, IgnoresWordsThatAreNotInTheTable) {
+    Start();
+    mManager->SetSources(
+        {EndpointWord(0, 0), EndpointWord(kDac, 15), EndpointWord(kDac, 16), EndpointWord(7, 511)},
+        {100, 101, 102, 103});
+    EXPECT_EQ(mManager->Sources()[1039], 101);
+    EXPECT_EQ(mManager->SetAudioRoute(200, EndpointWord(kDac, 3)), 1027 * sizeof(std::uint16_t));
+    EXPECT_EQ(mManager->SetAudioRoute(201, EndpointWord(6, 0)), 2048 * sizeof(std::uint16_t));
+    EXPECT_EQ(mManager->Sources()[1027], 200);
+    std::vector<std::uint16_t> used(mManager->Sources());
+    used.erase(std::remove(used.begin(), used.end(), 0), used.end());
+    EXPECT_THAT(used, ElementsAre(200, 101));
+    EXPECT_EQ(mLog.Count("isn't in the transaction table"), 4U);
+}
+
+TEST_F(AudioDma, LeavesOutWhatHasNoPlaceInTheTable) {
+    const auto outOfRange = std::make_shared<audio::T2FsiLink>(8U, 1U);
+    const auto another = std::make_shared<audio::T2FsiLink>(5U, 1U);
+    const auto tooMuch = std::make_shared<audio::T2FsiLink>(6U, 1U);
+    mManager->SetEndpoints({mT1, outOfRange, mT2, another, mDacIns, tooMuch});
+    EXPECT_EQ(mManager->PositionOf(*mDacIns), 1536U);
+    EXPECT_EQ(mManager->SinkEndpoints().size(), 4U);
+    EXPECT_EQ(mLog.Count("FAULT"), 2U);
+}

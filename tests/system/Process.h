@@ -1,0 +1,40 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+#include <vector>
+
+#include "ScopedFolder.h"
+
+/// A program of ours, run with its output in files. It is killed if it still runs at the end.
+class Process {
+  public:
+    /// Runs build/.../bin/`program`; `folder` takes its output.
+    Process(const ScopedFolder& folder, const std::string& program,
+            const std::vector<std::string>& arguments);
+    ~Process();
+    Process(const Process&) = delete;
+    Process& operator=(const Process&) = delete;
+
+    std::string Output() const { return ContentOf(mOutput); }
+    std::string Errors() const { return ContentOf(mErrors); }
+
+    /// Waits until `text` stands in the standard output and gives what follows it on its line. Throws where
+    /// the process ends, or twenty seconds pass, before.
+    std::string WaitForOutput(const std::string& text);
+
+    void Signal(int signal) const;
+
+    /// The exit status, or minus the number of the signal that ended it. Throws after twenty seconds.
+    int WaitForEnd();
+
+  private:
+    bool HasEnded(int& status);
+
+    std::string mOutput;
+    std::string mErrors;
+    pid_t mPid = -1;
+    bool mEnded = false;
+    int mStatus = 0;
+};

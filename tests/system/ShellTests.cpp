@@ -1,0 +1,88 @@
+#include <gmock/gmock.h>
+
+#include "VirtualBox.h"
+
+using testing::HasSubstr;
+using testing::StartsWith;
+
+TEST(Shell, AnswersEveryRootCommand) {
+    VirtualBox box({"--dip", "42", "--firmware", "77"});
+    const struct {
+        const char* mLine;
+        const char* mReply;
+    } rows[] = {
+        {"hid", "Hid is set to 42 ( 0x2a )"},
+        {"mode", "Mode:                   Talvo 2"},
+        {"proto", "Protocol:               Talvo 2"},
+        {"version", "brindlet-sim 2.0.5980, Firmware build 77"},
+        {"db 207", "Invalid value. Enter a valid debug level"},
+        {"db -1", "Invalid value. Enter a valid debug level"},
+        {"db", "error: 'db' expects 1 argument(s), 0 provided"},
+        {"db 99999999999", "error: arg 0: cannot convert '99999999999' to type 'int'"},
+        {"status", "unrecognised command 'status'"},
+        {"adma", "unrecognised command 'adma'"},
+        {"tail", "error: 'tail' expects 1 argument(s), 0 provided"},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(box.Shell().Ask(row.mLine), row.mReply);
+    }
+    EXPECT_EQ(box.Shell().Ask("db 178"), "Audit level TalvoIoBox enabled");
+    EXPECT_EQ(box.Shell().ReadLine(), "");
+    EXPECT_EQ(box.Shell().Ask("db  178"), "Audit level TalvoIoBox disabled");
+    EXPECT_EQ(box.Shell().ReadLine(), "");
+    box.Do("debug");
+    EXPECT_THAT(box.LogText(), HasSubstr("178  -  TalvoIoBox                       -  Off \r\n"));
+    box.Do("dacrst");
+    box.Do("adcrst");
+    EXPECT_THAT(box.Bench().Ask("state"), HasSubstr(R"("double_speed":false,"reset":false)"));
+}
+
+TEST(Shell, HelpsWithEveryCommandItLists) {
+    VirtualBox box;
+    box.Shell().Send("help\nhid\n");
+    const std::string listing = box.Shell().ReadUntil("Hid is");
+    box.Shell().ReadLine();
+    std::size_t commands = 0;
+    for (std::size_t start = 0; listing[start] != '\n'; start = listing.find('\n', start) + 1) {
+        const std::string command = listing.substr(start, listing.find(' ', start) - start);
+        const std::string name = command.substr(command.rfind('/') + 1);
+        box.Shell().Send(command + " --help\nhid\n");
+        EXPECT_THAT(box.Shell().ReadUntil("Hid is"), HasSubstr("Usage: " + name)) << command;
+        box.Shell().ReadLine();
+        ++commands;
+    }
+    EXPECT_EQ(commands, 25U);
+    EXPECT_THAT(listing, StartsWith("adcrst                Reset ADC\n"));
+}
+
+TEST(Shell, ShowsATailingClientItsRepliesThroughTheLog) {
+    VirtualBox box;
+    LineClient tailing(box.ShellPort());
+    EXPECT_THAT(tailing.ReadUntil("more about 'cmd'.\n"),
+                StartsWith("\nSorvel command shell: brindlet-sim "));
+    tailing.Send("mode\r\n");
+    EXPECT_THAT(
+        tailing.ReadUntil("Talvo 2\n\r\n"),
+        testing::MatchesRegex("\\[[^]]*\\] CommandLine: Received mode\r\r\n\\[[^]]*\\] CommandLine: Sent "
+                              "modeResult:\r\nMode:                   Talvo 2\n\r\n"));
+    box.Do("adma/sync");
+    EXPECT_THAT(tailing.ReadUntil("adma/sync\r\n"), HasSubstr("CommandLine: Received adma/sync\r\n"));
+}
+
+TEST(Shell, ServesOnWhatRubbishComes) {
+    VirtualBox box;
+    LineClient rubbish(box.ShellPort());
+    rubbish.Send(std::string("\0\xFF\n%s%n%s\n\"{} --help --help\n / // adma/ /adma\n", 44));
+    rubbish.Send("adma/patch2 " + std::string(3000, '{') + "\n" + std::string(60000, 'x') + "\n");
+    LineClient endless(box.ShellPort());
+    endless.Send(std::string(70000, 'y'));
+    endless.ReadToEnd();
+    LineClient bench(box.BenchPort());
+    bench.Send(std::string("\0\1\2\n", 4));
+    EXPECT_THAT(bench.ReadLine(), StartsWith("error "));
+    LineClient gone(box.ShellPort());
+    gone.Send("adma/stat");
+    gone.Close();
+    EXPECT_EQ(box.Shell().Ask("hid"), "Hid is set to 1 ( 0x1 )");
+    EXPECT_EQ(box.Bench().Ask("hear 4 0"), "ok silence");
+}
