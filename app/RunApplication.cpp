@@ -123,6 +123,8 @@ int RunGuarded(boost::asio::io_service& io, cmd::CommandLine& commandLine, const
 }  // namespace
 
 int RunApplication(int argc, char* argv[], const Platform& platform) {
+    // A console that goes away is no reason to stop; a write to it then fails and is ignored.
+    std::signal(SIGPIPE, SIG_IGN);
     const CrashDumper crashDumper(platform.mRoot, argv[0]);
     const std::string programName = ProgramName(argv[0]);
     const CommandLineOptions options(argc, argv);
@@ -142,8 +144,6 @@ int RunApplication(int argc, char* argv[], const Platform& platform) {
     if (platform.mOnEventLoop) {
         platform.mOnEventLoop(&io);
     }
-    // A console that goes away is no reason to stop; a write to it then fails and is ignored.
-    std::signal(SIGPIPE, SIG_IGN);
     boost::asio::signal_set signals(io, SIGINT, SIGTERM);
     const boost::asio::ip::tcp::endpoint telnet(boost::asio::ip::address_v4(options.Telnet().mAddress),
                                                 options.Telnet().mPort);

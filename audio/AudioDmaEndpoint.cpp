@@ -36,6 +36,10 @@ AudioDmaEndpoint::AudioDmaEndpoint(unsigned id, unsigned sampleCount, Direction 
     }
 }
 
+bool AudioDmaEndpoint::HasAddress() const {
+    return mId < kAddresses;
+}
+
 std::uint16_t AudioDmaEndpoint::Word(unsigned sample) const {
     return EndpointWord(mId, sample);
 }

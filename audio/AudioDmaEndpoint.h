@@ -19,15 +19,18 @@ class AudioDmaEndpoint : public SampleRateDevice {
     /// Source words, one for each sample of a sink; 0 is silence.
     using Route = std::vector<std::uint16_t>;
 
-    /// `id` is the address, 0 to 7; `sampleCount` 1 to 512. An id above 7 is refused later, when the endpoint
-    /// would go into the table.
+    /// `id` is the address, 0 to 7, `sampleCount` 1 to 512. The id may come from hardware: one above 7 is
+    /// kept as it is and leaves the endpoint without an address.
     AudioDmaEndpoint(unsigned id, unsigned sampleCount, Direction direction);
 
     unsigned Id() const { return mId; }
     unsigned SampleCount() const { return mSampleCount; }
     Direction GetDirection() const { return mDirection; }
-    bool IsSource() const { return mDirection != Direction::Sink; }
-    bool IsSink() const { return mDirection != Direction::Source; }
+
+    /// Whether the id is one of the engine's addresses. An endpoint without one can't be routed from or to.
+    bool HasAddress() const;
+    bool IsSource() const { return mDirection != Direction::Sink && HasAddress(); }
+    bool IsSink() const { return mDirection != Direction::Source && HasAddress(); }
 
     /// The endpoint words of the samples that can be fed, ascending; empty for a source.
     const std::vector<std::uint16_t>& SinkWords() const { return mSinkWords; }

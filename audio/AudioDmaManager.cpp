@@ -36,10 +36,9 @@ AudioDmaManager::~AudioDmaManager() {
 
 void AudioDmaManager::SetEndpoints(const Endpoints& endpoints) {
     for (const auto& endpoint : endpoints) {
-        if (endpoint->Id() >= kAddresses) {
+        if (!endpoint->HasAddress()) {
             AUDIT(Feature::Fault, "Brindlet: FAULT - ADMA endpoint id %u is out of range, endpoint ignored\n",
                   endpoint->Id());
-            continue;
         }
         if (endpoint->IsSink()) {
             AddSink(endpoint);
@@ -87,16 +86,16 @@ void AudioDmaManager::Start() {
 }
 
 void AudioDmaManager::RunSyncs() {
+    std::unique_lock<std::mutex> lock(mMutex);
     while (true) {
-        {
-            std::unique_lock<std::mutex> lock(mMutex);
-            mChanged.wait(lock, [this] { return !mRunning || (mSyncRequested && mIdle); });
-            if (!mRunning) {
-                return;
-            }
-            mSyncRequested = false;
-            mIdle = false;
+        mChanged.wait(lock, [this] { return !mRunning || (mSyncRequested && mIdle); });
+        if (!mRunning) {
+            return;
         }
+        // Under the lock, or a reset and its end of sync could both come in between and leave this request
+        // unseen.
+        mSyncRequested = false;
+        mIdle = false;
         mFsi->RequestSync();
     }
 }
@@ -156,8 +155,8 @@ void AudioDmaManager::SetSources(const std::vector<std::uint16_t>& sinkWords,
 void AudioDmaManager::ApplyRoute(AudioDmaEndpoint& source, const AudioDmaEndpoint& sink,
                                  const RouteMode& mode) {
     const AudioDmaEndpoint::Route& route = source.CurrentRoute(sink);
-    const std::size_t position = PositionOfWord(sink.Word(mode.mSinkOffset));
-    if (mode.mSinkOffset >= sink.SampleCount() || position == mDestinations.size()) {
+    const std::size_t position = PositionOf(sink) + mode.mSinkOffset;
+    if (mode.mSinkOffset >= sink.SampleCount() || position >= mDestinations.size()) {
         LogNoDestination(sink.Word(mode.mSinkOffset));
         return;
     }
@@ -187,21 +186,20 @@ void AudioDmaManager::Sync() {
 }
 
 void AudioDmaManager::ResetFsi() {
+    mFsi->WriteIdleTable();
     {
-        // While a change-over is in hand the FPGA takes no second request, so one is left for the sync thread
-        // too. Otherwise this one counts as in hand, lest the thread's next request meets it and is
-        // swallowed.
+        // In a change-over the bit may be up already, and its setting go unseen: the sync thread asks once
+        // more then. Otherwise this request counts as in hand, lest the thread's next one meets the bit up.
         const std::lock_guard<std::mutex> lock(mMutex);
         mSyncRequested = mSyncRequested || !mIdle;
         mIdle = false;
+        mFsi->RequestSync();
     }
-    mFsi->WriteIdleTable();
-    mFsi->RequestSync();
     ClearSources();
 }
 
 std::size_t AudioDmaManager::PositionOf(const AudioDmaEndpoint& sink) const {
-    return PositionOfWord(sink.Word(0));
+    return sink.IsSink() ? PositionOfWord(sink.Word(0)) : mDestinations.size();
 }
 
 std::size_t AudioDmaManager::PositionOfWord(std::uint16_t destination) const {

@@ -103,7 +103,7 @@ class AudioDmaManager : public std::enable_shared_from_this<AudioDmaManager>,
     EndpointSet mSinkEndpoints;
     boost::signals2::scoped_connection mEndOfSyncConnection;
 
-    std::mutex mMutex;  ///< guards the three flags
+    std::mutex mMutex;  ///< guards the three flags, and each request for a change-over with them
     std::condition_variable mChanged;
     bool mRunning = false;
     bool mSyncRequested = false;

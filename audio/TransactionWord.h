@@ -23,6 +23,7 @@ constexpr unsigned kSamplesPerAddress = 512;
 constexpr unsigned kAddressShift = 9;
 constexpr unsigned kSourceShift = 12;
 constexpr std::uint16_t kSampleMask = kSamplesPerAddress - 1;
+constexpr std::uint32_t kEndpointMask = 0xFFF;
 
 /// A sample above 511 runs into the address bits, and is cut to 16 bits with them.
 constexpr std::uint16_t EndpointWord(unsigned address, unsigned sample) {
@@ -38,7 +39,7 @@ constexpr unsigned SampleOf(std::uint16_t endpointWord) {
 }
 
 constexpr std::uint32_t TransactionWord(std::uint16_t destination, std::uint16_t source) {
-    return destination | std::uint32_t{source} << kSourceShift;
+    return (destination & kEndpointMask) | (source & kEndpointMask) << kSourceShift;
 }
 
 }  // namespace audio

@@ -1,3 +1,4 @@
+#include <csignal>
 #include <cstdio>
 #include <exception>
 #include <memory>
@@ -37,6 +38,8 @@ struct Bench {
 }  // namespace
 
 int main(int argc, char* argv[]) {
+    // A script may take the first line of the output and close it.
+    std::signal(SIGPIPE, SIG_IGN);
     sim::SimOptions options;
     std::unique_ptr<Bench> bench;
     try {

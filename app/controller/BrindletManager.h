@@ -54,7 +54,7 @@ class BrindletManager : public BrindletStatusManager {
 
     void ResetAdc();
 
-    /// Nothing: this box's DAC needs no reset.
+    /// Does nothing; the shell's `dacrst` succeeds silently.
     void ResetDac() {}
 
     /// The lines of the shell's `mode` and `proto`.

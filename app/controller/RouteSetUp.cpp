@@ -20,8 +20,8 @@ struct SpeedRow {
 constexpr std::array<SystemSampleRates, 2> kSingleSpeed{{SampleRates::SR48k, SampleRates::SR44_1k}};
 constexpr std::array<SystemSampleRates, 2> kDoubleSpeed{{SampleRates::SR96k, SampleRates::SR88_2k}};
 
-// The DAC slots hold their channels in the order of the converters' serial lines; at the double rates every
-// other pair of slots carries the second half of the link.
+// The DAC slots hold their channels in the order of the converters' serial lines; at the double rates the
+// other pairs of slots play the link's samples 16 to 23.
 constexpr std::array<SpeedRow, 2> kOuts{{
     {kSingleSpeed, "7,6,!0,!0,5,4,!0,!0,2,3,!0,!0,0,1,!0,!0"},
     {kDoubleSpeed, "7,6,23,22,5,4,21,20,2,3,18,19,0,1,16,17"},
@@ -35,7 +35,7 @@ constexpr std::array<SpeedRow, 2> kIns{{
 // Only the first two slots are looped back, crossed.
 constexpr std::array<SpeedRow, 2> kLoopback{{{kSingleSpeed, "1,0"}, {kDoubleSpeed, "1,0"}}};
 
-/// Writes one text for each rate and sink; `format` is the line logged for each rate.
+/// Writes one text for each rate and sink; `log` is called with each rate's text first.
 template <class Sinks, class Log>
 void Write(const std::array<SpeedRow, 2>& rows, audio::AudioDmaEndpoint& source, const Sinks& sinks,
            const Log& log) {

@@ -137,9 +137,10 @@ std::string LinkReport(const AudioDmaManager& manager) {
 
 std::string TransactionReport(const AudioDmaManager& manager, unsigned from, unsigned to) {
     const std::vector<std::uint32_t> table = manager.Fsi().Synced();
-    const std::size_t end = std::min<std::size_t>(std::size_t{std::max(from, to)} + 1, table.size());
+    // Cut first: where the index has 32 bits, the last one and one more would be 0.
+    const std::size_t last = std::min<std::size_t>(std::max(from, to), table.size() - 1);
     std::ostringstream out;
-    for (std::size_t index = std::min(from, to); index < end; ++index) {
+    for (std::size_t index = std::min(from, to); index <= last; ++index) {
         out << std::dec << index << ": 0x" << std::hex << std::setw(8) << std::setfill('0') << table[index]
             << '\n';
     }

@@ -19,7 +19,7 @@ struct BenchEndpoint {
 /// Owned by the bench executable; board and link outlive it.
 class BenchPort {
   public:
-    static constexpr unsigned kMaxClients = 64;  ///< one more is told so and closed
+    static constexpr unsigned kMaxClients = 256;  ///< one more is told so and closed
 
     /// Listens from here on. Throws std::system_error, with the endpoint in its text, where it can't.
     BenchPort(const BenchEndpoint& endpoint, Board& board, EventLoopLink& loop);

@@ -5,6 +5,8 @@
 #include <fstream>
 #include <system_error>
 
+#include "BenchText.h"
+
 namespace sim {
 namespace {
 
@@ -29,7 +31,7 @@ void MakeFolder(const fs::path& folder) {
     std::error_code error;
     fs::create_directories(folder, error);
     if (error) {
-        throw std::system_error(error, "cannot make the folder '" + folder.string() + "'");
+        throw std::system_error(error, "cannot make the folder " + Quoted(folder.string()));
     }
 }
 
@@ -41,7 +43,7 @@ void MakeFirmwareRecord(const fs::path& file) {
     std::ofstream record(file);
     record << kFirmwareText << std::flush;
     if (!record) {
-        throw std::system_error(errno, std::generic_category(), "cannot write '" + file.string() + "'");
+        throw std::system_error(errno, std::generic_category(), "cannot write " + Quoted(file.string()));
     }
 }
 

@@ -192,9 +192,9 @@ std::string Board::StateText() const {
 }
 
 void Board::StartTrace(const std::string& path) {
-    auto trace = std::make_unique<RegisterTrace>(path);
+    // Under the lock, for the trace that runs may be writing to the very file that is begun anew.
     const Lock lock(mMutex);
-    mTrace.swap(trace);
+    mTrace = std::make_unique<RegisterTrace>(path);
 }
 
 void Board::StopTrace() {

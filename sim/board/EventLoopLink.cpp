@@ -7,12 +7,13 @@ namespace sim {
 
 void EventLoopLink::Attach(boost::asio::io_context* loop) {
     const std::lock_guard<std::mutex> lock(mMutex);
+    mEnded = loop == nullptr && mLoop != nullptr;
     mLoop = loop;
 }
 
-bool EventLoopLink::IsAttached() const {
+bool EventLoopLink::HasEnded() const {
     const std::lock_guard<std::mutex> lock(mMutex);
-    return mLoop != nullptr;
+    return mEnded;
 }
 
 EventLoopLink::Marker EventLoopLink::PostMarker() {

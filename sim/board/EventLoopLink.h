@@ -19,7 +19,8 @@ class EventLoopLink {
     /// The loop to speak to from now on; null before it goes.
     void Attach(boost::asio::io_context* loop);
 
-    bool IsAttached() const;
+    /// Whether there was a loop and it has gone: there will be no other.
+    bool HasEnded() const;
 
     /// Posts a marker to the loop: it turns true once the loop has run all that was posted before. Null where
     /// no loop is attached. It may stay false for ever, where the loop ends.
@@ -28,6 +29,7 @@ class EventLoopLink {
   private:
     mutable std::mutex mMutex;
     boost::asio::io_context* mLoop = nullptr;
+    bool mEnded = false;
 };
 
 }  // namespace sim

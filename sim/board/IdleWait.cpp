@@ -27,8 +27,8 @@ void IdleWait::LookAgainSoon() {
 }
 
 void IdleWait::Look() {
-    if (!mLoop.IsAttached()) {
-        Finish("the application's event loop isn't running: not yet, or not any more");
+    if (mLoop.HasEnded()) {
+        Finish("the application's event loop has ended");
     } else if (IsIdle()) {
         Finish({});
     } else if (Clock::now() >= mGivesUpAt) {

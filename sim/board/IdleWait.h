@@ -20,7 +20,7 @@ class Board;
 class IdleWait : public std::enable_shared_from_this<IdleWait> {
   public:
     /// Given "" once the application is idle, else the reason why it isn't: at the end of the time, or at
-    /// once where there is no event loop.
+    /// once where the event loop has ended.
     using Done = std::function<void(const std::string& failure)>;
 
     IdleWait(boost::asio::io_service& service, const Board& board, EventLoopLink& loop,

@@ -7,7 +7,10 @@ constexpr unsigned kMeasurementInterrupt = 2;
 constexpr std::uint32_t kMeasurementBit = 1U << kMeasurementInterrupt;
 constexpr std::uint32_t kPllLockedStatus = 0x08;
 constexpr unsigned kCountShift = 8;
-constexpr std::chrono::milliseconds kUnreadTime{100};
+
+// The application acknowledges, then reads: a measurement stays in view for so long after its
+// acknowledgement.
+constexpr std::chrono::milliseconds kUnreadTime{10};
 
 }  // namespace
 

@@ -145,3 +145,10 @@ TEST_F(Devices, PowerMonitorClearsAChangeThatNobodyListensTo) {
                 ElementsAre("000A W 0x30 0x00000001", "000A W 0x24 0x0008000c", "000A W 0x20 0xffffffff",
                             "000A W 0x34 0x00000002", "000A W 0x24 0x00080008", "000A W 0x20 0x00003000"));
 }
+
+TEST_F(Devices, PllSourceIsWrittenWhateverItWas) {
+    audio::ExternalReferenceFsi reference(mBoard);
+    const auto writes = WritesOf(mBoard, [&] { reference.SetExternalPllSource(0); });
+    EXPECT_THAT(writes, ElementsAre("0004 W 0x24 0x00030018", "0004 W 0x20 0x00000000"));
+    EXPECT_THAT(mLog.Lines(), ElementsAre("SetExternalPllSource 0\r\n"));
+}

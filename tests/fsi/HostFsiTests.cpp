@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <bitset>
 #include <thread>
 #include <vector>
 
@@ -24,23 +25,25 @@ TEST(HostFsi, WritesTheAddressBeforeEachWordAndOnceBeforeARun) {
                                                 "000C W 0x20 0x00000008", "000C W 0x24 0x0004000c"}));
 }
 
-TEST(HostFsi, LosesNoControlBitToAnotherThread) {
+TEST(HostFsi, ChangesTheControlRegisterInWholeSteps) {
     sim::Board board({});
     fsi::HostFsi fsi(board, "0003", 0);
-    // A thread that ends with its bit set against one that ends with its bit clear: the last write to the
-    // register must carry both results, whichever thread makes it.
-    const auto toggle = [&fsi](std::uint32_t bit, bool last) {
-        for (int round = 0; round < 2000; ++round) {
+    const auto toggle = [&fsi](std::uint32_t bit) {
+        for (int round = 0; round < 1000; ++round) {
             fsi.SetControl(bit);
             fsi.ClearControl(bit);
         }
-        if (last) {
-            fsi.SetControl(bit);
-        }
     };
-    std::thread other([&] { toggle(0x08, true); });
-    toggle(0x10, false);
-    other.join();
-    const std::string state = board.StateText();
-    EXPECT_NE(state.find("\"mute\":false,\"mute_on_pll_loss\":false"), std::string::npos) << state;
+    const auto writes = WritesOf(board, [&] {
+        std::thread other([&] { toggle(0x08); });
+        toggle(0x10);
+        other.join();
+    });
+    ASSERT_EQ(writes.size(), 4000U);
+    std::bitset<32> before;
+    for (const std::string& write : writes) {
+        const std::bitset<32> value(std::stoul(write.substr(write.rfind(' ') + 1), nullptr, 16));
+        ASSERT_EQ((value ^ before).count(), 1U) << "each step changes one thread's bit: " << write;
+        before = value;
+    }
 }

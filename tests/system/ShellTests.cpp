@@ -32,9 +32,13 @@ TEST(Shell, AnswersEveryRootCommand) {
     EXPECT_EQ(box.Shell().ReadLine(), "");
     box.Do("debug");
     EXPECT_THAT(box.LogText(), HasSubstr("178  -  TalvoIoBox                       -  Off \r\n"));
+    const ScopedFolder folder;
+    box.Bench().Ask("trace " + (folder / "trace"));
     box.Do("dacrst");
     box.Do("adcrst");
-    EXPECT_THAT(box.Bench().Ask("state"), HasSubstr(R"("double_speed":false,"reset":false)"));
+    EXPECT_THAT(ContentOf(folder / "trace"),
+                testing::MatchesRegex("[0-9]+ 0007 W 0x24 0x0009000c\n[0-9]+ 0007 W 0x20 0x00000008\n"
+                                      "[0-9]+ 0007 W 0x24 0x00090008\n[0-9]+ 0007 W 0x20 0x00000008\n"));
 }
 
 TEST(Shell, HelpsWithEveryCommandItLists) {

@@ -71,6 +71,7 @@ TEST(StartUp, NamesTheDeviceThatIsMissing) {
     const ShortRun guarded(folder, {"--without", "0009"},
                            {"--telnet", "127.0.0.1:" + std::to_string(FreePort())});
     EXPECT_EQ(guarded.mStatus, 0) << guarded.mErrors;
+    EXPECT_THAT(ContentOf(guarded.mTrace), testing::ContainsRegex("^[0-9]+ 0010 R 0x18 0x000004d2\n"));
     EXPECT_THAT(guarded.mOutput, HasSubstr("FSI '0009' (device '', fd -1, size 0): No such device\n"));
     const ShortRun early(folder, {"--without", "0010"}, {});
     EXPECT_EQ(early.mStatus, -SIGABRT) << "the build number is read first of all";
