@@ -30,7 +30,7 @@ TEST(CommandTree, FindsWholePathsAloneAndKeepsTheLatestActionAndTheFirstNodeOfAN
         EXPECT_NE(root.Find(path), nullptr) << path;
     }
     for (const char* const path :
-         {"//pow/dc_volts", "//powers/dc_volts", "//ad", "//adcrsts", "//dc_volts", "//power/", "//power",
+         {"//tower/dc_volts", "//powers/dc_volts", "//ad", "//adcrsts", "//dc_volts", "//power/", "//power",
           "//power/dc_volts/", "//power//dc_volts", "//clock/show", "adcrst", "/", "//", ""}) {
         EXPECT_EQ(root.Find(path), nullptr) << path;
     }

@@ -305,10 +305,21 @@ TEST_F(Bench, RefusesAPortThatIsTaken) {
     }
 }
 
-TEST_F(Bench, CannotWaitWithoutAnEventLoop) {
+TEST_F(Bench, WaitsForAnEventLoopThatIsStillToCome) {
     BenchClient client(mPort.Address());
-    EXPECT_EQ(client.Ask("wait"),
-              "error the application's event loop isn't running: not yet, or not any more");
+    EXPECT_THAT(client.Ask("wait 20"), StartsWith("error not idle after 20 ms: "));
+    client.Send("wait\n");
+    boost::asio::io_service service;
+    mLoop.Attach(&service);
+    std::thread loop([&service] {
+        const boost::asio::io_service::work work(service);
+        service.run();
+    });
+    EXPECT_EQ(client.Line(), "ok");
+    service.stop();
+    loop.join();
+    mLoop.Attach(nullptr);
+    EXPECT_EQ(client.Ask("wait"), "error the application's event loop has ended");
 }
 
 TEST_F(Bench, StopsWhileAClientWaits) {
@@ -375,6 +386,6 @@ TEST_F(BenchWithLoop, GivesAWaitUpWhenTheLoopGoes) {
     BenchClient client(mPort.Address());
     client.Send("wait 60000\n");
     mLoop.Attach(nullptr);
-    EXPECT_THAT(client.Line(), StartsWith("error the application's event loop isn't running"));
+    EXPECT_THAT(client.Line(), StartsWith("error the application's event loop has ended"));
     go.set_value();
 }

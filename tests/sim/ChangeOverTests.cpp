@@ -86,8 +86,10 @@ TEST_F(ChangeOver, NeedsARisingSyncBit) {
     mNode.Write(0x38, 0x30);
     EXPECT_FALSE(IsSyncing()) << "the bit was up before";
     mNode.Write(0x38, 0x10);
+    mBoard.SetSyncMode(sim::SyncMode::Hold);
     mNode.Write(0x38, 0x30);
     EXPECT_TRUE(IsSyncing());
+    mBoard.SetSyncMode(sim::SyncMode::Auto);
     AwaitEnd();
     EXPECT_EQ(Heard(), 2U);
 }

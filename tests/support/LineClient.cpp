@@ -37,7 +37,7 @@ std::string LineClient::ReadUntil(const std::string& text) {
         Receive(deadline);
         found = mInput.find(text);
     }
-    const std::string taken = mInput.substr(0, found + text.size());
+    std::string taken = mInput.substr(0, found + text.size());
     mInput.erase(0, taken.size());
     return taken;
 }
