@@ -124,7 +124,8 @@ class Audit {
 /// The tag of assertion reports.
 constexpr std::uint32_t kAssertTag = 0x40000002;
 
-/// Reports a broken assumption and carries on; nothing where `condition` holds.
+/// The pair that reports a broken assumption and carries on: with the condition's text, or with the place
+/// alone. Nothing is reported where `condition` holds.
 #define AUDIT_ASSERT(condition)                                                                             \
     do {                                                                                                    \
         if (!(condition)) {                                                                                 \
@@ -132,4 +133,12 @@ constexpr std::uint32_t kAssertTag = 0x40000002;
                                                   "Assert failed in file %s at line %d - %s\r\n", __FILE__, \
                                                   __LINE__, #condition);                                    \
         }                                                                                                   \
+    } while (false)
+#define AUDIT_ASSERT_PLACE(condition)                                                                  \
+    do {                                                                                               \
+        if (!(condition)) {                                                                            \
+            Audit::Instance().OutputFlaggedTagged(Audit::kTimeStamp, kAssertTag,                       \
+                                                  "Assert failed in file %s at line %d\r\n", __FILE__, \
+                                                  __LINE__);                                           \
+        }                                                                                              \
     } while (false)

@@ -5,7 +5,7 @@
 #include <string_view>
 
 /// A file of whole texts, each appended at once and unbuffered. A text that doesn't fit on the disk is left
-/// out as a whole, and the next one is tried afresh: what stands in the file is never torn.
+/// out as a whole, and the next one is tried afresh, so that the file holds no torn text.
 ///
 /// Its owner's lock guards it; child processes don't inherit it.
 class LogFile {
@@ -24,7 +24,8 @@ class LogFile {
     /// False where the text isn't in the file: nothing is open, or the disk is full.
     bool Append(std::string_view text);
 
-    /// Bytes in the file; 0 for a device and while nothing is open.
+    /// Bytes in the file, as far as this object knows: somebody else may have emptied it; 0 for a device and
+    /// while nothing is open.
     std::uint64_t Size() const { return mSize; }
 
   private:

@@ -17,8 +17,9 @@ namespace {
 constexpr const char* kOverflowText = "*** TalvoAudit buffer overflow, message truncated ***\n";
 constexpr unsigned kGenerations = 5;
 
-/// What the queue holds at most while a file is compressed: minutes of a busy log.
-constexpr std::size_t kMaxPendingBytes = std::size_t{16} << 20;
+/// What the queue holds at most while a file is compressed. It reaches the tailing clients at one go, so it
+/// is to fit into what those may have waiting.
+constexpr std::size_t kMaxPendingBytes = std::size_t{512} << 10;
 
 RootedPath LogPath(std::string root, std::string path) {
     return path.empty() ? RootedPath(std::move(root), TalvoAudit::kDefaultLogPath)
@@ -185,7 +186,8 @@ void TalvoAudit::ShiftGenerations() const {
 void TalvoAudit::CompressLog() const {
     const std::string plain = PlainGeneration(1);
     fs::rename(mLogPath.Actual(), plain);
-    sys::RunShellCommand("gzip " + sys::ShellWord(plain));
+    // A name that starts with a dash would be taken for an option.
+    sys::RunShellCommand("gzip " + sys::ShellWord(plain.front() == '-' ? "./" + plain : plain));
     // Without gzip, or without room for its work, the old lines go: an unbounded log would fill the disk.
     fs::remove(plain);
 }

@@ -12,9 +12,9 @@
 #include "LogFile.h"
 #include "RootedPath.h"
 
-/// The log of this device: every line goes to standard output, to a file, and to OnOutput. A file above 1 MiB
-/// is put aside before the next line, compressed, and a fresh one begun; five compressed generations are
-/// kept, ".1.gz" the newest. Each start of the application begins a fresh file too.
+/// The log of this device: every line goes to standard output (but for LogOnly), to a file, and to OnOutput.
+/// A file above 1 MiB is put aside before the next line, compressed, and a fresh one begun; five compressed
+/// generations are kept, ".1.gz" the newest. Each start of the application begins a fresh file too.
 ///
 /// Any thread may log. A line is formatted before any lock is taken. WriteMutex serialises the writers; while
 /// its holder compresses the last file, which takes a while, the others leave their lines in a queue and go

@@ -46,7 +46,7 @@ void Node::Clear() {
 }
 
 std::shared_ptr<action::Action> Node::Find(std::string path) const {
-    if (path.compare(0, mName.size(), mName) != 0) {
+    if (path.compare(0, mName.size() + 1, mName + kSlash) != 0) {
         return nullptr;
     }
     const std::string rest = WithoutName(std::move(path));
@@ -126,11 +126,6 @@ void Node::WriteTree(std::ostream& out) const {
     for (const auto& [name, child] : mChildren) {
         child->WriteTree(out);
     }
-}
-
-std::ostream& operator<<(std::ostream& out, const std::shared_ptr<Node>& node) {
-    node->Write(out);
-    return out;
 }
 
 }  // namespace cmd

@@ -5,6 +5,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 namespace cmd {
@@ -69,7 +70,12 @@ class Node {
     std::uint32_t mTreeListing = 0;
 };
 
-/// Writes the listing of the node.
-std::ostream& operator<<(std::ostream& out, const std::shared_ptr<Node>& node);
+/// Writes the listing of the node. A template, for a plain function would lose to the one that prints
+/// pointers.
+template <typename Kind, typename = std::enable_if_t<std::is_base_of_v<Node, Kind>>>
+std::ostream& operator<<(std::ostream& out, const std::shared_ptr<Kind>& node) {
+    node->Write(out);
+    return out;
+}
 
 }  // namespace cmd

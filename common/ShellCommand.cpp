@@ -23,7 +23,9 @@ class SpawnSettings {
         posix_spawnattr_setsigdefault(&mAttributes, &signals);
         sigemptyset(&signals);
         posix_spawnattr_setsigmask(&mAttributes, &signals);
-        posix_spawnattr_setflags(&mAttributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
+        posix_spawnattr_setpgroup(&mAttributes, 0);
+        posix_spawnattr_setflags(&mAttributes,
+                                 POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETPGROUP);
     }
 
     SpawnSettings(const SpawnSettings&) = delete;

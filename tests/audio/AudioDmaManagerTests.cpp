@@ -211,7 +211,7 @@ TEST_F(AudioDma, AcknowledgingByHandLeavesTheHandshakeWaiting) {
 TEST_F(AudioDma, PlacesARouteInOrderOrBySample) {
     Start();
     mT1->SetRouteText("9,8,3,2", *mDacIns, audio::FrequencyScaler::X1, SampleRates::SR48k);
-    const auto slots = [&](std::vector<unsigned> wanted) {
+    const auto slots = [&](const std::vector<unsigned>& wanted) {
         std::vector<int> samples;
         for (const unsigned slot : wanted) {
             const std::uint16_t word = mManager->Sources()[1024 + slot];

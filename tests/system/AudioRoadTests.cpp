@@ -1,5 +1,7 @@
 #include <gmock/gmock.h>
 
+#include <boost/format.hpp>
+
 #include "VirtualBox.h"
 
 using testing::ElementsAre;
@@ -131,17 +133,16 @@ TEST(SyncHandshake, FoldsAnyNumberOfRequestsDuringAChangeOver) {
 
 TEST(SyncHandshake, LosesNothingToCommandsThatMeetTheStartOfAChangeOver) {
     VirtualBox box;
-    for (int round = 0; round < 60; ++round) {
-        const std::string sample = std::to_string(round % 500 + 1);
+    for (int round = 1; round <= 60; ++round) {
+        const std::string patch = (boost::format("adma/patch2 t1 %d dacins 0\n") % round).str();
         // Typed in one go, so that the sync thread works while the rest is carried out.
-        box.Do("adma/patch2 t1 " + sample +
-               " dacins 0\nadma/mute true\nadma/sync_ack\nadma/mute_on_pll_loss false\n" +
-               "adma/reset_fsi\nadma/patch2 t1 " + sample +
-               " dacins 0\nadma/mute false\nadma/mute_on_pll_loss true");
-        ASSERT_EQ(box.Bench().Ask("hear 4 0"), "ok 3 " + sample) << round;
+        box.Do(patch + "adma/mute true\nadma/sync_ack\nadma/mute_on_pll_loss false\nadma/reset_fsi\n" +
+               patch + "adma/mute false\nadma/mute_on_pll_loss true");
+        ASSERT_EQ(box.Bench().Ask("hear 4 0"), "ok 3 " + std::to_string(round));
     }
-    EXPECT_THAT(box.Bench().Ask("state"), HasSubstr(R"("syncing":false)"));
-    EXPECT_THAT(box.Bench().Ask("state"), HasSubstr(R"("mute":false,"mute_on_pll_loss":true)"));
+    const std::string state = box.Bench().Ask("state");
+    EXPECT_THAT(state, HasSubstr(R"("syncing":false)"));
+    EXPECT_THAT(state, HasSubstr(R"("mute":false,"mute_on_pll_loss":true)"));
 }
 
 TEST(SyncHandshake, WaitsForAChangeOverThatRunsAtPowerUp) {
