@@ -126,7 +126,8 @@ class ScopedCommandPath {
     std::string mPrevious = std::getenv("PATH");
 };
 
-/// Puts a gzip on the PATH that says when it starts and goes on when it is told to.
+/// Puts a gzip on the PATH that says when it starts and goes on when it is told to; once, then it is the
+/// usual one.
 class HeldGzip {
   public:
     explicit HeldGzip(const ScopedFolder& folder)
@@ -134,7 +135,7 @@ class HeldGzip {
         mkfifo(mStarted.c_str(), 0600);
         mkfifo(mGo.c_str(), 0600);
         fs::create_directory(folder / "bin");
-        WriteFile(folder / "bin/gzip", "#!/bin/sh\necho > '" + mStarted + "'\nread go < '" + mGo +
+        WriteFile(folder / "bin/gzip", "#!/bin/sh\nrm \"$0\"\necho > '" + mStarted + "'\nread go < '" + mGo +
                                            "'\nPATH='" + mPath.Previous() + "' exec gzip \"$@\"\n");
         chmod((folder / "bin/gzip").c_str(), 0700);
     }

@@ -27,16 +27,11 @@ class OpenNode {
         Write(0x20, value);
     }
 
-    /// Whether the node signals, within so many milliseconds; the count is left there.
-    bool Signals(int waitMs = 0) const {
+    /// Reads one count, as the interrupt thread does; false where none comes within so many milliseconds.
+    bool TakeSignal(int waitMs = 0) {
         pollfd poll{mWindow->Descriptor(), POLLIN, 0};
-        return ::poll(&poll, 1, waitMs) == 1;
-    }
-
-    /// Reads one count, as the interrupt thread does; false where there is none.
-    bool TakeSignal() {
         std::uint32_t count = 0;
-        return ::read(mWindow->Descriptor(), &count, sizeof count) == static_cast<ssize_t>(sizeof count);
+        return ::poll(&poll, 1, waitMs) == 1 && ::read(poll.fd, &count, sizeof count) == sizeof count;
     }
 
   private:
