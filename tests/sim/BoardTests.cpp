@@ -143,3 +143,23 @@ TEST(BoardThreads, MayAllEnterAtOnce) {
     application.join();
     EXPECT_THAT(board.Violations(), testing::IsEmpty());
 }
+
+TEST(BoardAtPowerUp, TellsItsWholeState) {
+    sim::BoardSettings settings;
+    settings.mDip = 42;
+    const std::string link = R"({"up":false,"hid":0,"port":0,"fsi":0,"adma":0})";
+    EXPECT_EQ(
+        sim::Board(settings).StateText(),
+        R"({"dip":42,"firmware":1234,)"
+        R"("adc":{"gain":[0,0,0,0,0,0,0,0],)"
+        R"("phantom":[false,false,false,false,false,false,false,false],"double_speed":false,"reset":true},)"
+        R"("dac":{"gain_code":0,"reset":false},)"
+        R"("adc_clocks":{"id":1,"master":0,"bit":0,"word":0,"spare":0},)"
+        R"("dac_clocks":{"id":4,"master":0,"bit":0,"word":0,"spare":0},)"
+        R"("adma":{"syncing":false,"syncs":0,"mute":false,"mute_on_pll_loss":true},)"
+        R"("clock":{"pll_source":0,"pll_locked":false,"phase_freeze":false,"range":[0,4096]},)"
+        R"("leds":{"ok":{"on":false,"pattern":0},"dc":{"on":false,"pattern":0}},)"
+        R"("psu":{"reading":2405,"line_fault":false,"protection_fault":false,"change_enable":0},)"
+        R"("interrupt_enable":{"0003":0,"0004":0,"0008":0,"000A":0},"links":[)" +
+            link + "," + link + "]}");
+}

@@ -133,11 +133,12 @@ TEST(SyncHandshake, FoldsAnyNumberOfRequestsDuringAChangeOver) {
 
 TEST(SyncHandshake, LosesNothingToCommandsThatMeetTheStartOfAChangeOver) {
     VirtualBox box;
+    // Typed in one go, so that the sync thread works while the rest is carried out.
+    boost::format lines(
+        "adma/patch2 t1 %1% dacins 0\nadma/mute true\nadma/sync_ack\nadma/mute_on_pll_loss false\n"
+        "adma/reset_fsi\nadma/patch2 t1 %1% dacins 0\nadma/mute false\nadma/mute_on_pll_loss true");
     for (int round = 1; round <= 60; ++round) {
-        const std::string patch = (boost::format("adma/patch2 t1 %d dacins 0\n") % round).str();
-        // Typed in one go, so that the sync thread works while the rest is carried out.
-        box.Do(patch + "adma/mute true\nadma/sync_ack\nadma/mute_on_pll_loss false\nadma/reset_fsi\n" +
-               patch + "adma/mute false\nadma/mute_on_pll_loss true");
+        box.Do((lines % round).str());
         ASSERT_EQ(box.Bench().Ask("hear 4 0"), "ok 3 " + std::to_string(round));
     }
     const std::string state = box.Bench().Ask("state");
