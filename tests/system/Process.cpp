@@ -1,6 +1,7 @@
 #include "Process.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
@@ -8,11 +9,11 @@
 
 #include <chrono>
 #include <stdexcept>
-#include <thread>
 
 namespace {
 
 constexpr auto kPatience = std::chrono::seconds(20);
+constexpr int kLookAgainMs = 2;
 
 /// Calls `done` again and again until it holds; false where the patience ends first. For other processes
 /// there is nothing to wait on.
@@ -23,8 +24,7 @@ bool PollUntil(const Predicate& done) {
         if (std::chrono::steady_clock::now() > deadline) {
             return false;
         }
-        std::this_thread::yield();
-        usleep(2000);
+        poll(nullptr, 0, kLookAgainMs);
     }
     return true;
 }
