@@ -54,6 +54,14 @@ std::vector<fs::path> Matches(const std::string& classFolder, const std::string&
     return matches;
 }
 
+/// Unrolled, for the loop itself would cost as much as the stores.
+void StoreAll(volatile std::uint32_t& target, const std::uint32_t* values, std::size_t count) {
+#pragma GCC unroll 8
+    for (std::size_t index = 0; index < count; ++index) {
+        target = values[index];
+    }
+}
+
 /// An open UIO node and the mapping of its registers; both end with the object.
 class UioWindow : public IRegisterWindow {
   public:
@@ -84,20 +92,11 @@ class UioWindow : public IRegisterWindow {
     void Write(std::uint32_t offset, std::uint32_t value) override { mBase[offset / sizeof *mBase] = value; }
 
     void WriteRun(std::uint32_t offset, const std::uint32_t* values, std::size_t count) override {
-        volatile std::uint32_t& target = mBase[offset / sizeof *mBase];
-        // A run is the one place where the loop itself would cost as much as the stores.
-#pragma GCC unroll 8
-        for (std::size_t index = 0; index < count; ++index) {
-            target = values[index];
-        }
+        StoreAll(mBase[offset / sizeof *mBase], values, count);
     }
 
-    int Descriptor() const override {
-        return mDescriptor;
-    }
-    std::uintptr_t MappedBase() const override {
-        return reinterpret_cast<std::uintptr_t>(mBase);
-    }
+    int Descriptor() const override { return mDescriptor; }
+    std::uintptr_t MappedBase() const override { return reinterpret_cast<std::uintptr_t>(mBase); }
 
   private:
     /// Whether the pages of a mapping of mSize bytes hold the whole block at `mapOffset`.

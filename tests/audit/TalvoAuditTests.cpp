@@ -14,10 +14,12 @@
 #include <functional>
 #include <iostream>
 #include <memory>
+#include <numeric>
 #include <sstream>
 #include <thread>
 
 #include "ScopedFolder.h"
+#include "ShellCommand.h"
 
 using testing::ElementsAre;
 using testing::EndsWith;
@@ -36,16 +38,17 @@ class RecordingAudit : public TalvoAudit {
   public:
     explicit RecordingAudit(const std::string& path) : TalvoAudit("", path) {}
 
-    std::vector<std::string> mHeard;
+    std::string Heard() const { return std::accumulate(mHeard.begin(), mHeard.end(), std::string()); }
 
-    std::string Heard() const {
-        std::string all;
-        for (const std::string& line : mHeard) {
-            all += line;
+    /// Writes exactly the size at which the file is still not put aside.
+    void FillToTheLimit() {
+        for (std::uint64_t size = 0; size < kMaxLogSize; size += 1024) {
+            LogOnly(0, 0xF, "%1012s\n", "");
         }
-        return all;
+        mHeard.clear();
     }
 
+    std::vector<std::string> mHeard;
     std::function<void(const std::string&)> mListener = [](const std::string&) {
     };
 
@@ -58,21 +61,13 @@ class RecordingAudit : public TalvoAudit {
 
 std::string Unzipped(const std::string& path) {
     std::string content;
-    const std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen(("gzip -dc '" + path + "'").c_str(), "r"), pclose);
+    const std::unique_ptr<FILE, int (*)(FILE*)> pipe(
+        popen(("gzip -dc <" + sys::ShellWord(path)).c_str(), "r"), pclose);
     char buffer[4096];
     for (std::size_t count = 0; (count = std::fread(buffer, 1, sizeof buffer, pipe.get())) > 0;) {
         content.append(buffer, count);
     }
     return content;
-}
-
-std::vector<std::string> LinesOf(const std::string& text) {
-    std::vector<std::string> lines;
-    std::istringstream stream(text);
-    for (std::string line; std::getline(stream, line);) {
-        lines.push_back(line);
-    }
-    return lines;
 }
 
 /// A folder for the log; standard output is kept from the terminal and can be looked at. It carries the
@@ -95,17 +90,6 @@ class LogFolder : public testing::Test {
 
     std::string Generation(unsigned number) const { return mPath + "." + std::to_string(number) + ".gz"; }
 
-    /// Writes exactly the size at which a file is still not put aside; returns what was written.
-    static std::string FillToTheLimit(TalvoAudit& log) {
-        const std::string text = std::string(1012, 'f') + "\n";
-        std::string all;
-        while (all.size() < TalvoAudit::kMaxLogSize) {
-            log.LogOnly(0, 0xF, "%s", text.c_str());
-            all += "[0000000f] " + text;
-        }
-        return all;
-    }
-
     ScopedFolder mFolder;
     std::string mPath = mFolder / "T2.log";
 
@@ -120,42 +104,57 @@ class ScopedCommandPath {
     ScopedCommandPath(const ScopedCommandPath&) = delete;
     ScopedCommandPath& operator=(const ScopedCommandPath&) = delete;
 
-    const std::string& Previous() const { return mPrevious; }
-
   private:
     std::string mPrevious = std::getenv("PATH");
 };
 
-/// Puts a gzip on the PATH that says when it starts and goes on when it is told to; once, then it is the
-/// usual one.
-class HeldGzip {
+/// Fills the log and has a thread log "first to see it", whose rotation stands in the middle, in gzip, until
+/// Finish.
+class HeldRotation {
   public:
-    explicit HeldGzip(const ScopedFolder& folder)
-        : mPath((folder / "bin:") + std::getenv("PATH")), mStarted(folder / "started"), mGo(folder / "go") {
-        mkfifo(mStarted.c_str(), 0600);
+    HeldRotation(const ScopedFolder& folder, RecordingAudit& log) : mGo(folder / "go") {
+        const std::string usual = std::getenv("PATH");
+        const std::string started = folder / "started";
+        mkfifo(started.c_str(), 0600);
         mkfifo(mGo.c_str(), 0600);
         fs::create_directory(folder / "bin");
-        WriteFile(folder / "bin/gzip", "#!/bin/sh\nrm \"$0\"\necho > '" + mStarted + "'\nread go < '" + mGo +
-                                           "'\nPATH='" + mPath.Previous() + "' exec gzip \"$@\"\n");
+        WriteFile(folder / "bin/gzip", "#!/bin/sh\nrm \"$0\"\necho > '" + started + "'\nread go < '" + mGo +
+                                           "'\nPATH='" + usual + "' exec gzip \"$@\"\n");
         chmod((folder / "bin/gzip").c_str(), 0700);
+        log.FillToTheLimit();
+        log.Output("above the limit\n");
+        log.mHeard.clear();
+        const ScopedCommandPath path((folder / "bin:") + usual);
+        mRotator = std::thread([&log] { log.Output("first to see it\n"); });
+        ContentOf(started);
     }
 
-    void WaitUntilStarted() const { ContentOf(mStarted); }
-    void Release() const { WriteFile(mGo, "\n"); }
+    void Finish() {
+        WriteFile(mGo, "\n");
+        mRotator.join();
+    }
 
   private:
-    ScopedCommandPath mPath;
-    std::string mStarted;
     std::string mGo;
+    std::thread mRotator;
 };
 
-/// Waits until the thread of this id is asleep, as it is while it waits for a lock, or has ended.
-void WaitUntilAsleep(pid_t thread) {
-    const std::string path = "/proc/self/task/" + std::to_string(thread) + "/stat";
+/// Starts a thread and waits until it is asleep, as it is while it waits for a lock, or has ended.
+std::thread StartedUntilAsleep(const std::function<void()>& body) {
+    std::atomic<pid_t> id{0};
+    std::thread thread([&id, body] {
+        id = gettid();
+        body();
+    });
+    while (id == 0) {
+        std::this_thread::yield();
+    }
+    const std::string path = "/proc/self/task/" + std::to_string(id) + "/stat";
     for (std::string state = ContentOf(path); !state.empty() && state.find(") S ") == std::string::npos;
          state = ContentOf(path)) {
         std::this_thread::yield();
     }
+    return thread;
 }
 
 /// While it lives, no file of this process grows beyond `bytes`, as on a disk that is full.
@@ -188,7 +187,7 @@ TEST_F(LogFolder, EachFormCarriesItsPrefixesToConsoleFileAndListener) {
     log.OutputFlagged(Audit::kTimeStamp, "c\n");
     log.OutputFlaggedTagged(Audit::kTimeStamp, 0x40000002, "d\n");
     log.LogOnly(Audit::kTimeStamp, 0x10000000, "e\r\n");
-    const std::string stamp = "\\[[0-9]{2}/[0-9]{2}/[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}\\] ";
+    const std::string stamp = "\\[[0-9/]{8} [0-9:]{8}\\] ";
     EXPECT_THAT(log.mHeard, ElementsAre("a1\n", "[0000001a] b\n", MatchesRegex(stamp + "c\n"),
                                         MatchesRegex(stamp + "\\[40000002\\] d\n"),
                                         MatchesRegex(stamp + "\\[10000000\\] e\r\n")));
@@ -197,17 +196,19 @@ TEST_F(LogFolder, EachFormCarriesItsPrefixesToConsoleFileAndListener) {
 }
 
 TEST_F(LogFolder, PutsTheFileAsideOnlyAboveTheLimit) {
-    TalvoAudit log("", mPath);
-    const std::string filler = FillToTheLimit(log);
+    RecordingAudit log(mPath);
+    log.FillToTheLimit();
     log.Output("at the limit\n");
     EXPECT_FALSE(fs::exists(Generation(1)));
+    const std::string full = ContentOf(mPath);
     log.Output("above it\n");
     EXPECT_EQ(ContentOf(mPath), "above it\n");
-    EXPECT_EQ(Unzipped(Generation(1)), filler + "at the limit\n");
+    EXPECT_TRUE(Unzipped(Generation(1)) == full);
     EXPECT_FALSE(fs::exists(mPath + ".1"));
 }
 
-TEST_F(LogFolder, AStartBeginsAFreshFileAndKeepsFiveGenerations) {
+TEST_F(LogFolder, AStartBeginsAFreshFileAndKeepsFiveGenerationsWhateverTheName) {
+    mPath = mFolder / "it's; a $(log)";
     WriteFile(mPath, "last run\n");
     for (unsigned number = 1; number <= 5; ++number) {
         WriteFile(Generation(number), "generation " + std::to_string(number));
@@ -221,15 +222,6 @@ TEST_F(LogFolder, AStartBeginsAFreshFileAndKeepsFiveGenerations) {
     EXPECT_FALSE(fs::exists(Generation(6)));
 }
 
-TEST_F(LogFolder, CompressesAFileWhoseNameAShellWouldActOn) {
-    mPath = mFolder / "it's; a $(log)";
-    WriteFile(mPath, "last run\n");
-    const TalvoAudit log("", mPath);
-    const std::string renamed = mFolder / "plain.gz";
-    fs::rename(Generation(1), renamed);
-    EXPECT_EQ(Unzipped(renamed), "last run\n");
-}
-
 TEST_F(LogFolder, DropsTheOldLinesWhereNothingCanCompressThem) {
     WriteFile(mPath, "last run\n");
     const ScopedCommandPath nothing(mFolder.Path());
@@ -241,26 +233,21 @@ TEST_F(LogFolder, DropsTheOldLinesWhereNothingCanCompressThem) {
     EXPECT_FALSE(fs::exists(mPath + ".1") || fs::exists(Generation(1)));
 }
 
-TEST_F(LogFolder, GoesOnWithoutAFileWhereNoneCanBeMade) {
-    WriteFile(mFolder / "file", "");
-    mPath = mFolder / "file/T2.log";
-    RecordingAudit log(mPath);
-    log.Output("still here\n");
-    EXPECT_EQ(Console(), "Failed to open log file '" + mPath + "', output to console only\nstill here\n");
-    EXPECT_THAT(log.mHeard, ElementsAre("still here\n"));
-}
-
-TEST_F(LogFolder, LeavesWhateverIsNoFileWhereItIs) {
+TEST_F(LogFolder, GoesOnWithoutAFileWhereNoneCanBeAndLeavesWhatIsThere) {
     fs::create_directories(mFolder / "folder/inside");
+    WriteFile(mFolder / "file", "");
     ASSERT_EQ(mkfifo((mFolder / "pipe").c_str(), 0600), 0);
-    for (const char* name : {"folder", "pipe"}) {
-        TalvoAudit log("", mFolder / name);
-        log.Output("line\n");
+    std::string expected;
+    for (const char* name : {"folder", "pipe", "file/T2.log"}) {
+        RecordingAudit log(mFolder / name);
+        log.Output("still here\n");
+        EXPECT_THAT(log.mHeard, ElementsAre("still here\n"));
+        expected +=
+            "Failed to open log file '" + (mFolder / name) + "', output to console only\nstill here\n";
     }
+    EXPECT_EQ(Console(), expected);
     EXPECT_TRUE(fs::is_directory(mFolder / "folder/inside"));
     EXPECT_EQ(fs::status(mFolder / "pipe").type(), fs::fifo_file);
-    EXPECT_THAT(Console(),
-                HasSubstr("Failed to open log file '" + (mFolder / "pipe") + "', output to console only"));
 }
 
 TEST_F(LogFolder, NamesAFailedRotationAtTheStartWithoutItsRoot) {
@@ -280,7 +267,7 @@ TEST_F(LogFolder, NamesAFailedRotationAtTheStartWithoutItsRoot) {
 
 TEST_F(LogFolder, SaysInTheFileThatARotationFailedAndGoesOnWithoutOne) {
     RecordingAudit log(mPath);
-    FillToTheLimit(log);
+    log.FillToTheLimit();
     fs::create_directories(Generation(5) + "/inside");
     WriteFile(Generation(4), "");
     log.Output("above the limit\n");
@@ -294,38 +281,25 @@ TEST_F(LogFolder, SaysInTheFileThatARotationFailedAndGoesOnWithoutOne) {
 
 TEST_F(LogFolder, LinesDuringARotationDoNotWaitAndGoAheadOfTheOneThatBeganIt) {
     RecordingAudit log(mPath);
-    FillToTheLimit(log);
-    log.Output("above the limit\n");
-    log.mHeard.clear();
-    const HeldGzip gzip(mFolder);
-    std::thread rotator([&log] { log.Output("first to see it\n"); });
-    gzip.WaitUntilStarted();
+    HeldRotation rotation(mFolder, log);
     log.Output("queued\n");
     log.LogOnly(0, 7, "for the file\n");
     log.Output("%s", std::string(5000, 'x').c_str());
-    gzip.Release();
-    rotator.join();
-    EXPECT_THAT(log.mHeard, ElementsAre("queued\n", "[00000007] for the file\n", kOverflow,
-                                        std::string(4095, 'x'), "first to see it\n"));
+    rotation.Finish();
+    const std::string cut(4095, 'x');
+    EXPECT_THAT(log.mHeard,
+                ElementsAre("queued\n", "[00000007] for the file\n", kOverflow, cut, "first to see it\n"));
     EXPECT_EQ(ContentOf(mPath), log.Heard());
-    EXPECT_THAT(Console(),
-                EndsWith("\nqueued\n" + (kOverflow + std::string(4095, 'x')) + "first to see it\n"));
+    EXPECT_THAT(Console(), EndsWith("\nqueued\n" + (kOverflow + cut) + "first to see it\n"));
 }
 
 TEST_F(LogFolder, LinesDuringARotationThatFailsStillReachTheListener) {
     fs::create_directory(mFolder / "log");
-    mPath = mFolder / "log/T2.log";
-    RecordingAudit log(mPath);
-    FillToTheLimit(log);
-    log.Output("above the limit\n");
-    log.mHeard.clear();
-    const HeldGzip gzip(mFolder);
-    std::thread rotator([&log] { log.Output("first to see it\n"); });
-    gzip.WaitUntilStarted();
+    RecordingAudit log(mFolder / "log/T2.log");
+    HeldRotation rotation(mFolder, log);
     log.Output("queued\n");
     fs::rename(mFolder / "log", mFolder / "elsewhere");
-    gzip.Release();
-    rotator.join();
+    rotation.Finish();
     log.Output("later\n");
     EXPECT_THAT(log.mHeard, ElementsAre(StartsWith("Failed to rotate logs, logging to file halted: "),
                                         "queued\n", "first to see it\n", "later\n"));
@@ -333,124 +307,97 @@ TEST_F(LogFolder, LinesDuringARotationThatFailsStillReachTheListener) {
 
 TEST_F(LogFolder, ALineThatArrivesAsTheQueueIsDrainedIsNotStranded) {
     RecordingAudit log(mPath);
-    FillToTheLimit(log);
-    log.Output("above the limit\n");
-    log.mHeard.clear();
+    HeldRotation rotation(mFolder, log);
     std::thread late;
-    std::atomic<pid_t> lateId{0};
     log.mListener = [&](const std::string& line) {
         if (line == "queued\n") {
-            late = std::thread([&] {
-                lateId = gettid();
-                log.Output("late\n");
-            });
-            while (lateId == 0) {
-                std::this_thread::yield();
-            }
-            WaitUntilAsleep(lateId);
+            late = StartedUntilAsleep([&log] { log.Output("late\n"); });
         }
     };
-    const HeldGzip gzip(mFolder);
-    std::thread rotator([&log] { log.Output("first to see it\n"); });
-    gzip.WaitUntilStarted();
     log.Output("queued\n");
-    gzip.Release();
-    rotator.join();
+    rotation.Finish();
     late.join();
     EXPECT_THAT(log.mHeard, testing::UnorderedElementsAre("queued\n", "first to see it\n", "late\n"));
     EXPECT_EQ(ContentOf(mPath), log.Heard());
 }
 
 TEST_F(LogFolder, AFullQueueMakesTheCallerWaitAndLosesNothing) {
-    constexpr std::size_t kLines = 4300;  // above 16 MiB together
+    constexpr int kLines = 200;  // more than the queue holds
     RecordingAudit log(mPath);
-    FillToTheLimit(log);
-    log.LogOnly(0, 1, "above the limit\n");
-    log.mHeard.clear();
-    const HeldGzip gzip(mFolder);
-    std::thread rotator([&log] { log.LogOnly(0, 2, "first to see it\n"); });
-    gzip.WaitUntilStarted();
-    std::atomic<pid_t> busyId{0};
-    std::thread busy([&log, &busyId] {
-        busyId = gettid();
-        for (std::size_t line = 0; line < kLines; ++line) {
-            log.LogOnly(0, 3, "%4000zu\n", line);
+    HeldRotation rotation(mFolder, log);
+    std::thread busy = StartedUntilAsleep([&log] {
+        for (int line = 0; line < kLines; ++line) {
+            log.LogOnly(0, 3, "%4000d\n", line);
         }
     });
-    while (busyId == 0) {
-        std::this_thread::yield();
-    }
-    WaitUntilAsleep(busyId);
-    gzip.Release();
-    rotator.join();
+    rotation.Finish();
     busy.join();
-    ASSERT_EQ(log.mHeard.size(), kLines + 1);
-    EXPECT_NE(log.mHeard.back(), "[00000002] first to see it\n");
-    log.mHeard.erase(std::find(log.mHeard.begin(), log.mHeard.end(), "[00000002] first to see it\n"));
+    ASSERT_EQ(log.mHeard.size(), kLines + 1U);
+    EXPECT_NE(log.mHeard.back(), "first to see it\n");
+    log.mHeard.erase(std::find(log.mHeard.begin(), log.mHeard.end(), "first to see it\n"));
     EXPECT_TRUE(std::is_sorted(log.mHeard.begin(), log.mHeard.end()));
 }
 
 TEST_F(LogFolder, NoLineIsLostTornOrReorderedWhenManyThreadsLogAcrossRotations) {
-    constexpr int kThreads = 4;
     constexpr int kLines = 1000;
     RecordingAudit log(mPath);
-    std::vector<std::thread> threads;
-    threads.reserve(kThreads);
-    for (int number = 0; number < kThreads; ++number) {
-        threads.emplace_back([&log, number] {
+    const auto lineOf = [](std::size_t thread, int line) {
+        return std::to_string(thread) + " " + std::to_string(line) + " " + std::string(1000, 'x') + "\n";
+    };
+    std::array<std::thread, 4> threads;
+    for (std::size_t number = 0; number < threads.size(); ++number) {
+        threads.at(number) = std::thread([&log, &lineOf, number] {
             for (int line = 0; line < kLines; ++line) {
-                log.Output("%d %d %s\n", number, line,
-                           std::string(1000, static_cast<char>('a' + number)).c_str());
+                log.Output("%s", lineOf(number, line).c_str());
             }
         });
     }
     std::for_each(threads.begin(), threads.end(), [](std::thread& thread) { thread.join(); });
 
-    std::vector<std::string> printed = LinesOf(Console());
     ASSERT_TRUE(fs::exists(Generation(1)));
     std::string kept;
     for (unsigned number = 5; number > 0; --number) {
         kept += fs::exists(Generation(number)) ? Unzipped(Generation(number)) : std::string();
     }
-    kept += ContentOf(mPath);
-    EXPECT_TRUE(kept == log.Heard());
-    std::vector<std::string> lines = LinesOf(kept);
-    std::array<int, kThreads> next{};
-    for (const std::string& line : lines) {
+    EXPECT_TRUE(kept + ContentOf(mPath) == log.Heard());
+    std::array<int, threads.size()> next{};
+    for (const std::string& line : log.mHeard) {
         const auto number = static_cast<unsigned>(line.front() - '0');
         ASSERT_LT(number, next.size());
-        ASSERT_EQ(line, std::to_string(number) + " " + std::to_string(next[number]++) + " " +
-                            std::string(1000, static_cast<char>('a' + number)));
+        ASSERT_EQ(line, lineOf(number, next[number]++));
     }
     EXPECT_THAT(next, testing::Each(kLines));
-    std::sort(lines.begin(), lines.end());
+
+    std::vector<std::string> printed;
+    std::istringstream console(Console());
+    for (std::string line; std::getline(console, line);) {
+        printed.push_back(line + "\n");
+    }
     std::sort(printed.begin(), printed.end());
-    EXPECT_TRUE(printed == lines);
+    std::sort(log.mHeard.begin(), log.mHeard.end());
+    EXPECT_TRUE(printed == log.mHeard);
 }
 
-TEST_F(LogFolder, AFullDiskTearsNoLineAndTheLogGoesOnOnceThereIsRoom) {
+TEST_F(LogFolder, AFullDiskTearsNoLineNorPadsAnEmptiedFileAndTheLogGoesOnOnceThereIsRoom) {
     RecordingAudit log(mPath);
-    log.LogOnly(0, 1, "%s\n", std::string(60, 'a').c_str());
+    const std::string big(60, 'b');
+    log.LogOnly(0, 1, "%s\n", big.c_str());
     {
         const FullDisk disk(100);
-        log.LogOnly(0, 2, "%s\n", std::string(60, 'b').c_str());
+        log.LogOnly(0, 2, "%s\n", big.c_str());
         log.LogOnly(0, 3, "c\n");
     }
     log.LogOnly(0, 4, "d\n");
-    EXPECT_EQ(ContentOf(mPath), "[00000001] " + std::string(60, 'a') + "\n[00000003] c\n[00000004] d\n");
+    EXPECT_EQ(ContentOf(mPath), "[00000001] " + big + "\n[00000003] c\n[00000004] d\n");
     EXPECT_EQ(log.mHeard.size(), 4U);
-}
 
-TEST_F(LogFolder, AFileThatSomebodyEmptiedIsNotPaddedWhenTheDiskIsFull) {
-    TalvoAudit log("", mPath);
-    log.LogOnly(0, 1, "%s\n", std::string(200, 'a').c_str());
-    fs::resize_file(mPath, 0);
+    fs::resize_file(mPath, 0);  // as by somebody who empties it
     {
-        const FullDisk disk(100);
-        log.LogOnly(0, 2, "%s\n", std::string(200, 'b').c_str());
+        const FullDisk disk(50);
+        log.LogOnly(0, 5, "%s\n", big.c_str());
     }
-    log.LogOnly(0, 3, "c\n");
-    EXPECT_EQ(ContentOf(mPath), "[00000003] c\n");
+    log.LogOnly(0, 6, "e\n");
+    EXPECT_EQ(ContentOf(mPath), "[00000006] e\n");
 }
 
 TEST_F(LogFolder, ALineThatIsCutIsAnnouncedWhereverItGoes) {
