@@ -14,7 +14,14 @@ enum class Feature : unsigned {
     Invalid = 1,
     Fault = 2,
     Information = 3,
+    DisplayDebug = 4,
+    CmdDebug = 8,
     CommsDebug = 60,
+    CommsVerboseDebug = 61,
+    RouterConnectionDebug = 85,
+    KLVCommandWriteSetDebug = 120,
+    KLVCommandReadSetDebug = 121,
+    TimingStatsDebug = 144,
     TalvoIoBox = 178,
     TalvoIoBoxVerbose = 179,
     PowerMonitoringDebug = 180,
@@ -126,14 +133,7 @@ constexpr std::uint32_t kAssertTag = 0x40000002;
 
 /// The pair that reports a broken assumption and carries on: with the condition's text, or with the place
 /// alone. Nothing is reported where `condition` holds.
-#define AUDIT_ASSERT(condition)                                                                             \
-    do {                                                                                                    \
-        if (!(condition)) {                                                                                 \
-            Audit::Instance().OutputFlaggedTagged(Audit::kTimeStamp, kAssertTag,                            \
-                                                  "Assert failed in file %s at line %d - %s\r\n", __FILE__, \
-                                                  __LINE__, #condition);                                    \
-        }                                                                                                   \
-    } while (false)
+#define AUDIT_ASSERT(condition) AUDIT_ASSERT_TEXT(condition, #condition)
 #define AUDIT_ASSERT_PLACE(condition)                                                                  \
     do {                                                                                               \
         if (!(condition)) {                                                                            \
@@ -141,4 +141,14 @@ constexpr std::uint32_t kAssertTag = 0x40000002;
                                                   "Assert failed in file %s at line %d\r\n", __FILE__, \
                                                   __LINE__);                                           \
         }                                                                                              \
+    } while (false)
+
+/// As AUDIT_ASSERT, for a condition whose text in the report is another.
+#define AUDIT_ASSERT_TEXT(condition, text)                                                                  \
+    do {                                                                                                    \
+        if (!(condition)) {                                                                                 \
+            Audit::Instance().OutputFlaggedTagged(Audit::kTimeStamp, kAssertTag,                            \
+                                                  "Assert failed in file %s at line %d - %s\r\n", __FILE__, \
+                                                  __LINE__, text);                                          \
+        }                                                                                                   \
     } while (false)

@@ -8,8 +8,8 @@
 
 #include "Audit.h"
 
-/// Takes the log over for the length of a test: time-stamped messages are kept, without the stamp. Any thread
-/// may log.
+/// Takes the log over for the length of a test: messages of all kinds are kept, without their stamps. Any
+/// thread may log.
 class CapturedLog {
   public:
     CapturedLog() {
@@ -49,6 +49,10 @@ class CapturedLog {
       protected:
         void OutputFlaggedV(unsigned /*flags*/, const char* format, std::va_list arguments) override
             __attribute__((format(printf, 3, 0))) {
+            OutputV(format, arguments);
+        }
+        void OutputV(const char* format, std::va_list arguments) override
+            __attribute__((format(printf, 2, 0))) {
             char text[4096];
             std::vsnprintf(text, sizeof text, format, arguments);
             const std::lock_guard<std::mutex> lock(mLines.mMutex);
