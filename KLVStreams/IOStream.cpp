@@ -1,0 +1,21 @@
+#include "IOStream.h"
+
+bool IOStream::ReadData(void* buffer, std::size_t size) {
+    mStream.read(static_cast<char*>(buffer), static_cast<std::streamsize>(size));
+    return !mStream.fail();
+}
+
+bool IOStream::WriteData(const void* buffer, std::size_t size) {
+    mStream.write(static_cast<const char*>(buffer), static_cast<std::streamsize>(size));
+    return mStream.good();
+}
+
+void IOStream::IgnoreData(std::size_t size) {
+    mStream.ignore(static_cast<std::streamsize>(size));
+}
+
+void IOStream::Reset(const std::string& bytes) {
+    mStream.str(bytes);
+    mStream.clear();
+    ResetCounts();
+}

@@ -1,0 +1,537 @@
+#include "KLVTCPStream.h"
+
+#include <netinet/in.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <deque>
+#include <mutex>
+
+#include "Audit.h"
+#include "CommandTimingStats.h"
+#include "EventTimerManager.h"
+#include "ISocketHandler.h"
+#include "KLVCommandSets.h"
+#include "KLVTags.h"
+#include "LittleEndian.h"
+#include "Utility.h"
+
+namespace {
+
+constexpr std::uint32_t kOctet = 0xFF;
+
+/// The end of a router's address; the box's own ends in the number of the link.
+constexpr std::uint32_t kRouterOctet = 254;
+constexpr unsigned kThirdOctetShift = 8;
+constexpr std::uint32_t kRackMask = 0x1F;
+
+/// What a rack id's first value says of the peer, and how the id follows from it.
+struct PeerKind {
+    std::uint8_t mFirst;
+    std::uint8_t mLast;
+    const char* mText;
+    std::uint8_t mLess;
+};
+
+constexpr PeerKind kPeerKinds[] = {
+    {16, 47, "Primary expander: ", 16},
+    {48, 63, "Secondary router: ", 32},
+    {64, 79, "Secondary expander: ", 48},
+    {0, 255, "Primary router: ", 0},
+};
+
+constexpr int kTcpIpHeaders = 40;
+constexpr int kFallbackMtu = 100;
+
+constexpr const char* kCoalesceStates[] = {"None", "Fixed", "Mtu"};
+
+constexpr std::uint32_t kSuspectLength = 0x4000;
+constexpr std::size_t kHistoryLength = 20;
+
+struct Header {
+    std::uint32_t mKey;
+    std::uint32_t mLength;
+};
+
+/// The headers that CheckKeyLength has seen last.
+struct HeaderHistory {
+    std::mutex mMutex;
+    std::deque<Header> mHeaders;
+};
+
+HeaderHistory& History() {
+    static HeaderHistory history;
+    return history;
+}
+
+}  // namespace
+
+KLVTCPStream::KLVTCPStream(ISocketHandler& handler) : TcpSocket(handler, kBufferSize, kBufferSize) {}
+
+KLVTCPStream::~KLVTCPStream() {
+    if (mCoalesceTimer != nullptr) {
+        EventTimerManager::Instance().Cancel(mCoalesceTimer->Id());
+    }
+}
+
+void KLVTCPStream::Connect(ISocketHandler& handler, const std::string& host, std::uint16_t port) {
+    AUDIT(Feature::CommsVerboseDebug, "TCP Connect to remote at %s:%u\n", host.c_str(), unsigned{port});
+    mOpenResult = Open(host, port);
+    mRemotePort = port;
+    handler.Add(this);
+}
+
+void KLVTCPStream::OnRead() {
+    if (mHasLeftover) {
+        // What has been read comes first: the connection's end, which the next read may find, closes the
+        // stream.
+        ReadMessages();
+        if (mHasLeftover) {
+            return;
+        }
+    }
+    TcpSocket::OnRead();
+    AUDIT(Feature::CommsVerboseDebug, "OnRead()\n");
+    OnReadStart();
+    ReadMessages();
+}
+
+void KLVTCPStream::ReadMessages() {
+    mHasLeftover = false;
+    while (!mShuttingDown) {
+        if (IsReadPaused()) {
+            mHasLeftover = true;
+            return;
+        }
+        if (!ReadStep()) {
+            return;
+        }
+    }
+}
+
+/// Goes one state further; false where that needs more bytes.
+bool KLVTCPStream::ReadStep() {
+    switch (mReadState) {
+        case ReadState::WaitingForHeader:
+            return ReadHeader();
+        case ReadState::WaitingForData:
+            AUDIT(Feature::CommsVerboseDebug, "Key 0x%lx Waiting for %d bytes of data buf=%d\r\n",
+                  static_cast<unsigned long>(mKey), static_cast<int>(mLength),
+                  static_cast<int>(InputBuffer().GetLength()));
+            return mLength <= kMaxDirectLength ? ReadDirect() : ReadOverflow();
+    }
+    AUDIT_ASSERT(false);
+    return false;
+}
+
+bool KLVTCPStream::ReadHeader() {
+    AUDIT(Feature::CommsVerboseDebug, " Waiting for key+len buf=%d\r\n",
+          static_cast<int>(InputBuffer().GetLength()));
+    std::array<unsigned char, kKlvHeaderSize> header{};
+    if (!InputBuffer().Read(header.data(), header.size())) {
+        return false;
+    }
+    mKey = little_endian::Load<std::uint32_t>(header.data());
+    mLength = little_endian::Load<std::uint32_t>(header.data() + sizeof mKey);
+    if (mLength > kMaxLength) {
+        AUDIT(Feature::Fault, "KLVTCPStream: %s announces a message of %u bytes, ending the stream\r\n",
+              Utility::DottedIp(mRemoteIp).c_str(), mLength);
+        ShutdownStreamViaHandler();
+        return false;
+    }
+    mReadState = ReadState::WaitingForData;
+    if (mInOverflow) {
+        ResetOverflow();
+    }
+    return true;
+}
+
+bool KLVTCPStream::ReadDirect() {
+    if (InputBuffer().GetLength() < mLength) {
+        return false;
+    }
+    BeginMessage();
+    Process(nullptr);
+    EndMessage();
+    return true;
+}
+
+bool KLVTCPStream::ReadOverflow() {
+    if (!CollectOverflow()) {
+        return false;
+    }
+    BeginMessage();
+    Process(&mOverflowStream);
+    ResetOverflow();
+    EndMessage();
+    return true;
+}
+
+/// Moves what the ring has of a long message into memory, behind a copy of its header; true once it is whole.
+bool KLVTCPStream::CollectOverflow() {
+    if (!mInOverflow) {
+        std::array<unsigned char, kKlvHeaderSize> header{};
+        little_endian::Store(mKey, header.data());
+        little_endian::Store(mLength, header.data() + sizeof mKey);
+        mOverflowStream.WriteData(header.data(), header.size());
+        mInOverflow = true;
+    }
+    AUDIT(Feature::CommsVerboseDebug, " Waiting for %d bytes of overflow data buf=%d\r\n",
+          static_cast<int>(mLength), static_cast<int>(InputBuffer().GetLength()));
+    const std::size_t missing = mLength - mOverflowStream.BytesWritten();
+    std::vector<char> bytes(std::min(InputBuffer().GetLength(), missing));
+    if (bytes.empty()) {
+        return false;
+    }
+    InputBuffer().Read(bytes.data(), bytes.size());
+    if (mOverflowStream.IsWriteEnabled()) {
+        mOverflowStream.WriteData(bytes.data(), bytes.size());
+    }
+    mOverflowStream.CountWritten(bytes.size());
+    return mOverflowStream.BytesWritten() >= mLength;
+}
+
+void KLVTCPStream::BeginMessage() {
+    mHeaderRead = false;
+    mHeaderPos = 0;
+    mHeaderLeft = kKlvHeaderSize;
+    mValueLeft = mLength;
+}
+
+void KLVTCPStream::Process(DataStream* overflow) {
+    CommandTimingStats& timing = CommandTimingStats::Instance();
+    timing.BeginKey(mKey);
+    const std::uint32_t keyType = klv_key::KeyType(mKey);
+    const int result = overflow != nullptr ? ProcessKey(keyType, *overflow) : ProcessKey(keyType);
+    timing.EndKey();
+    if (result == 0) {
+        AUDIT(Feature::Fault, "KLVTCPStream::OnRead() (Length %s 262144): Could not process key type 0x%x\n",
+              overflow != nullptr ? ">" : "<=", keyType);
+        Skip(mLength + kKlvHeaderSize, true);
+    }
+}
+
+/// Whatever the message's reader has left of it goes, so that the next one starts where it should.
+void KLVTCPStream::EndMessage() {
+    if (mHeaderLeft + mValueLeft > 0 && !mInOverflow && mLength <= kMaxDirectLength) {
+        CountRead(mHeaderLeft + mValueLeft);
+        InputBuffer().Remove(mValueLeft);
+    }
+    mHeaderLeft = 0;
+    mValueLeft = 0;
+    mHeaderRead = true;
+    OnReadDone();
+    mReadState = ReadState::WaitingForHeader;
+}
+
+void KLVTCPStream::ResetOverflow() {
+    mOverflowStream.Reset();
+    mInOverflow = false;
+}
+
+int KLVTCPStream::ProcessKey(std::uint32_t /*keyType*/) {
+    return 0;
+}
+
+int KLVTCPStream::ProcessKey(std::uint32_t /*keyType*/, DataStream& /*stream*/) {
+    return 0;
+}
+
+bool KLVTCPStream::ReadData(void* buffer, std::size_t size) {
+    AUDIT(Feature::CommsVerboseDebug, "ReadData( 0x%-8.8lx, %zu )\n", reinterpret_cast<unsigned long>(buffer),
+          size);
+    if (size > mHeaderLeft + mValueLeft) {
+        return false;
+    }
+    const std::size_t header = TakeHeader(buffer, size);
+    return header == size || ReadValue(static_cast<char*>(buffer) + header, size - header);
+}
+
+/// The part of a read that falls into the saved header; gives its size.
+std::size_t KLVTCPStream::TakeHeader(void* buffer, std::size_t size) {
+    const std::size_t part = std::min(size, mHeaderLeft);
+    if (mHeaderRead || part == 0) {
+        return 0;
+    }
+    std::array<unsigned char, kKlvHeaderSize> header{};
+    little_endian::Store(mKey, header.data());
+    little_endian::Store(mLength, header.data() + sizeof mKey);
+    std::memcpy(buffer, header.data() + mHeaderPos, part);
+    mHeaderPos += part;
+    mHeaderLeft -= part;
+    mHeaderRead = mHeaderLeft == 0;
+    AUDIT(Feature::CommsVerboseDebug, " copy %zu from KeyLenPtr into 0x%-8.8lx\n", part,
+          reinterpret_cast<unsigned long>(buffer));
+    return part;
+}
+
+bool KLVTCPStream::ReadValue(char* buffer, std::size_t size) {
+    mValueLeft -= size;
+    const auto address = reinterpret_cast<unsigned long>(buffer);
+    if (!mInOverflow) {
+        const bool isRead = InputBuffer().Read(buffer, size);
+        AUDIT(Feature::CommsVerboseDebug, " read %d from ibuf into 0x%-8.8lx. Success=%d\n",
+              static_cast<int>(size), address, isRead ? 1 : 0);
+        return isRead;
+    }
+    const bool isRead = mOverflowStream.ReadData(buffer, size);
+    if (isRead) {
+        mOverflowStream.CountRead(size);
+    }
+    AUDIT(Feature::CommsVerboseDebug, " read %d from overflow stream into 0x%-8.8lx. Success=%d\n",
+          static_cast<int>(size), address, isRead ? 1 : 0);
+    return isRead;
+}
+
+void KLVTCPStream::IgnoreData(std::size_t size) {
+    if (!mHeaderRead) {
+        const std::size_t part = std::min(size, mHeaderLeft);
+        AUDIT(Feature::CommsVerboseDebug, " IgnoreData() : Skipping %d bytes\n", static_cast<int>(part));
+        mHeaderPos += part;
+        mHeaderLeft -= part;
+        mHeaderRead = mHeaderLeft == 0;
+        size -= part;
+    }
+    if (size == 0) {
+        return;
+    }
+    const std::size_t inMessage = std::min(size, mValueLeft);
+    mValueLeft -= inMessage;
+    if (!mInOverflow) {
+        AUDIT(Feature::CommsVerboseDebug, " IgnoreData() : Removing %d bytes from buf\n",
+              static_cast<int>(size));
+        const bool isRemoved = InputBuffer().Remove(inMessage) && inMessage == size;
+        AUDIT_ASSERT_TEXT(isRemoved, "ibuf.Remove( Size )");
+        return;
+    }
+    AUDIT(Feature::CommsVerboseDebug, " IgnoreData() overflow : Removing %d bytes from buf\n",
+          static_cast<int>(size));
+    mOverflowStream.Skip(static_cast<std::uint32_t>(inMessage), true);
+}
+
+bool KLVTCPStream::WriteData(const void* buffer, std::size_t size) {
+    const char* const bytes = static_cast<const char*>(buffer);
+    if (mCoalesceState == CoalesceState::None || mCoalesceSize == 0) {
+        SendBuf(bytes, size);
+        return true;
+    }
+    ++mCoalesceMessages;
+    std::size_t done = 0;
+    while (done < size) {
+        const std::size_t part = std::min(size - done, mCoalesceSize - mCoalesceUsed);
+        std::memcpy(mCoalesceBuffer.data() + mCoalesceUsed, bytes + done, part);
+        mCoalesceUsed += part;
+        done += part;
+        if (mCoalesceUsed == mCoalesceSize) {
+            AUDIT(Feature::CommsDebug, "%p %zu bytes sent together (%zu messages)\r\n",
+                  static_cast<void*>(this), mCoalesceUsed, mCoalesceMessages);
+            Flush();
+        }
+    }
+    if (mCoalesceUsed != 0) {
+        EventTimerManager::Instance().Start(mCoalesceTimer);
+    }
+    return true;
+}
+
+void KLVTCPStream::Flush() {
+    if (mCoalesceUsed > 0) {
+        SendBuf(mCoalesceBuffer.data(), mCoalesceUsed);
+    }
+    mCoalesceUsed = 0;
+    EventTimerManager::Instance().Cancel(mCoalesceTimer->Id());
+    mCoalesceMessages = 0;
+}
+
+void KLVTCPStream::Commit() {
+    if (mCoalesceState == CoalesceState::None) {
+        return;
+    }
+    AUDIT(Feature::CommsDebug, "%p %zu bytes sent on Commit (%zu messages)\r\n", static_cast<void*>(this),
+          mCoalesceUsed, mCoalesceMessages);
+    Flush();
+}
+
+void KLVTCPStream::TimerExpired(IEventTimer& /*timer*/) {
+    CoalesceTimerExpired();
+}
+
+void KLVTCPStream::CoalesceTimerExpired() {
+    if (mCoalesceUsed == 0) {
+        return;
+    }
+    AUDIT(Feature::CommsDebug, "%p %zu bytes sent on timer (%zu messages)\r\n", static_cast<void*>(this),
+          mCoalesceUsed, mCoalesceMessages);
+    if (mCoalesceState != CoalesceState::None) {
+        Flush();
+    }
+}
+
+void KLVTCPStream::SetCoalesce(std::uint32_t periodMs, std::size_t bufferSize) {
+    EventTimerManager& timers = EventTimerManager::Instance();
+    if (mCoalesceTimer != nullptr) {
+        Flush();
+    }
+    mCoalesceState = bufferSize == 0 ? CoalesceState::Mtu : CoalesceState::Fixed;
+    mCoalesceSize = bufferSize;
+    mCoalesceTimer =
+        timers.CreateTimer("KLV Coalesce", this, periodMs, false, nullptr, TimerUnit::Milliseconds);
+    AUDIT(Feature::CommsDebug, "Stream coalesce: %lu ms, BufferSize=%zu, State:%s\r\n",
+          static_cast<unsigned long>(periodMs), bufferSize,
+          kCoalesceStates[static_cast<std::size_t>(mCoalesceState)]);
+    mCoalesceBuffer.assign(bufferSize, 0);
+}
+
+void KLVTCPStream::CheckKeyLength(std::uint32_t remoteIp, std::uint32_t key, std::uint32_t length) {
+    HeaderHistory& history = History();
+    const std::lock_guard lock(history.mMutex);
+    if (length > kSuspectLength) {
+        Audit& audit = Audit::Instance();
+        audit.Output("*** SUSPECT KEY LENGTH from 0x%-8.8lx: KEY=0x%-8.8lx LEN=%d ***\n",
+                     static_cast<unsigned long>(remoteIp), static_cast<unsigned long>(key),
+                     static_cast<int>(length));
+        audit.Output("Previous %d keys...\n", static_cast<int>(history.mHeaders.size()));
+        for (const Header& header : history.mHeaders) {
+            audit.Output("KEY=0x%-8.8lx LEN=%d, ", static_cast<unsigned long>(header.mKey),
+                         static_cast<int>(header.mLength));
+        }
+        audit.Output("\n\n");
+    }
+    history.mHeaders.push_back({key, length});
+    if (history.mHeaders.size() > kHistoryLength) {
+        history.mHeaders.pop_front();
+    }
+}
+
+bool KLVTCPStream::IsAccepted() const {
+    AUDIT_ASSERT(mConnected);
+    return mAccepted;
+}
+
+void KLVTCPStream::OnAccept() {
+    mConnected = true;
+    mAccepted = true;
+    ReadPeerInfo();
+    LogPeer("OnAccept");
+}
+
+void KLVTCPStream::OnConnect() {
+    mConnected = true;
+    ReadPeerInfo();
+    LogPeer("OnConnect");
+}
+
+void KLVTCPStream::OnReconnect() {
+    mConnected = true;
+    // The rest of a message that the old connection cut off never comes.
+    mReadState = ReadState::WaitingForHeader;
+    ReadPeerInfo();
+    LogPeer("OnReconnect");
+}
+
+void KLVTCPStream::OnDisconnect() {
+    TcpSocket::OnDisconnect();
+    mConnected = false;
+    AUDIT(Feature::CommsDebug, "*** KLVTCPStream::OnDisconnect %p ***\r\n", static_cast<void*>(this));
+}
+
+void KLVTCPStream::OnDisconnect(short info, int code) {
+    constexpr short kWriting = 1;
+    constexpr short kNormal = 2;
+    AUDIT(Feature::CommsDebug, "Disconnect %s%s: [%d] %s\r\n", (info & kWriting) != 0 ? "write " : "read ",
+          (info & kNormal) != 0 ? "normal " : "error ", code, std::strerror(code));
+}
+
+void KLVTCPStream::OnDelete() {
+    mConnected = false;
+    mShuttingDown = false;
+    mDeleted = true;
+    AUDIT(Feature::CommsDebug, "*** KLVTCPStream::OnDelete %p ***\r\n", static_cast<void*>(this));
+}
+
+void KLVTCPStream::ShutdownStreamViaHandler() {
+    AUDIT(Feature::CommsDebug, "*** KLVTCPStream::ShutdownStreamViaHandler %p ***\r\n",
+          static_cast<void*>(this));
+    SetConnectionRetry(0);
+    SetRetryClientConnect(false);
+    SetReconnect(false);
+    mShuttingDown = true;
+    SetCloseAndDelete();
+}
+
+std::uint8_t KLVTCPStream::RackIdOf(std::uint32_t localIp, std::uint32_t remoteIp) {
+    if ((localIp & kOctet) == kRouterOctet) {
+        return static_cast<std::uint8_t>(remoteIp >> kThirdOctetShift & kRackMask);
+    }
+    return static_cast<std::uint8_t>((localIp & kOctet) - 1);
+}
+
+void KLVTCPStream::ReadPeerInfo() {
+    ReadLocalEnd();
+    ReadRemoteEnd();
+    mLoopback = mLocalIp == mRemoteIp;
+    ClassifyPeer();
+    if (mCoalesceTimer != nullptr && mCoalesceState == CoalesceState::Mtu) {
+        AdoptPathMtu();
+    }
+}
+
+void KLVTCPStream::ReadLocalEnd() {
+    sockaddr_in address{};
+    socklen_t size = sizeof address;
+    if (getsockname(GetSocket(), reinterpret_cast<sockaddr*>(&address), &size) != 0) {
+        const int code = errno;
+        AUDIT(Feature::Fault, "KLVTCPStream FAILED TO GET LOCAL PORT (Errno=%d:%s)\r\n", code,
+              std::strerror(code));
+        return;
+    }
+    mLocalPort = ntohs(address.sin_port);
+    mLocalIp = ntohl(address.sin_addr.s_addr);
+}
+
+void KLVTCPStream::ReadRemoteEnd() {
+    sockaddr_in address{};
+    socklen_t size = sizeof address;
+    if (getpeername(GetSocket(), reinterpret_cast<sockaddr*>(&address), &size) != 0) {
+        const int code = errno;
+        AUDIT(Feature::Fault, "KLVTCPStream FAILED TO GET REMOTE PORT (Errno=%d:%s)\r\n", code,
+              std::strerror(code));
+        return;
+    }
+    mRemotePort = ntohs(address.sin_port);
+    mRemoteIp = ntohl(address.sin_addr.s_addr);
+}
+
+void KLVTCPStream::ClassifyPeer() {
+    const std::uint8_t first = RackIdOf(mLocalIp, mRemoteIp);
+    const auto* const kind =
+        std::find_if(std::begin(kPeerKinds), std::end(kPeerKinds),
+                     [first](const PeerKind& row) { return first >= row.mFirst && first <= row.mLast; });
+    mRemoteRackId = static_cast<std::uint8_t>(first - kind->mLess);
+    AUDIT(Feature::CommsDebug, "%s%d %s\r\n", kind->mText, int{mRemoteRackId},
+          Utility::DottedIp(mRemoteIp).c_str());
+}
+
+/// From here on a full buffer is one segment.
+void KLVTCPStream::AdoptPathMtu() {
+    int mtu = 0;
+    socklen_t size = sizeof mtu;
+    if (getsockopt(GetSocket(), IPPROTO_IP, IP_MTU, &mtu, &size) != 0) {
+        const int code = errno;
+        AUDIT(Feature::Fault, "setsockopt(IPPROTO_IP, IP_MTU):%d %s\r\n", code, std::strerror(code));
+        mtu = kFallbackMtu;
+    }
+    const std::size_t segment = static_cast<std::size_t>(std::max(mtu, kFallbackMtu) - kTcpIpHeaders);
+    AUDIT(Feature::CommsDebug, "Mtu=%zu, Mss=%zu\r\n", static_cast<std::size_t>(mtu), segment);
+    SetCoalesce(mCoalesceTimer->PeriodMs(), segment);
+}
+
+void KLVTCPStream::LogPeer(const char* event) {
+    AUDIT(Feature::CommsDebug,
+          "*** KLVTCPStream::%s RemoteIP %sLocal %dLocal Port %u Remote Port %u this %p ***\r\n", event,
+          Utility::DottedIp(mRemoteIp).c_str(), int{mRemoteRackId}, unsigned{mLocalPort},
+          unsigned{mRemotePort}, static_cast<void*>(this));
+}

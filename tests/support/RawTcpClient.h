@@ -1,0 +1,35 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+/// A bare TCP client with ten seconds' patience, for bytes that no honest peer sends. One thread.
+class RawTcpClient {
+  public:
+    /// Connects to 127.0.0.1, from `localAddress` where one is given. Throws where that fails.
+    explicit RawTcpClient(std::uint16_t port, const char* localAddress = nullptr);
+    ~RawTcpClient();
+    RawTcpClient(const RawTcpClient&) = delete;
+    RawTcpClient& operator=(const RawTcpClient&) = delete;
+
+    /// Throws where not all goes.
+    void Send(const std::string& bytes);
+
+    /// Exactly so many bytes; fewer where the peer closes or the patience ends first.
+    std::string Receive(std::size_t size);
+
+    /// What there is without waiting.
+    std::string ReceiveAvailable();
+
+    /// Whether the peer has closed, or closes within the patience; what it still says is thrown away.
+    bool AwaitEnd();
+
+    /// Ends sending alone.
+    void EndSending();
+
+    /// Closes at once; the peer finds the connection reset.
+    void Reset();
+
+  private:
+    int mDescriptor;
+};
