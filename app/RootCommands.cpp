@@ -30,6 +30,13 @@ void LogFeatures() {
     }
 }
 
+std::string FakeActiveLink(TalvoBrindlet::BrindletManager& manager, const std::string& link) {
+    if (link != "t1" && link != "t2" && link != "none") {
+        return "Invalid option: use \"t1\", \"t2\" or \"none\"";
+    }
+    return manager.FakeActiveLink(link);
+}
+
 }  // namespace
 
 void RegisterRootCommands(cmd::Node& root, TalvoBrindlet::BrindletManager& manager, fsi::IFsiBus& bus,
@@ -47,12 +54,31 @@ void RegisterRootCommands(cmd::Node& root, TalvoBrindlet::BrindletManager& manag
     root.AddAction(MakeAction(
         "debug", [] { LogFeatures(); }, "Show the log level statuses"));
     root.AddAction(MakeAction(
+        "t2avail", [&manager] { return "Available Talvo links - " + manager.GetAvailableLinks(); },
+        "Show available talvo links"));
+    root.AddAction(MakeAction(
+        "t2act", [&manager] { return "Active Talvo link - " + manager.GetActiveLinkName(); },
+        "Show active talvo link."));
+    root.AddAction(MakeAction(
         "hid", [hid] { return (boost::format("Hid is set to %1$d ( 0x%1$x )") % hid).str(); },
         "Shows the Brindlet HID."));
     root.AddAction(MakeAction(
         "mode", [&manager] { return manager.GetModeLine(); }, "Display Brindlet operating mode."));
     root.AddAction(MakeAction(
         "proto", [&manager] { return manager.GetProtocolLine(); }, "Display Brindlet operating mode."));
+    root.AddAction(MakeAction(
+        "rst_t2", [&manager] { return manager.ResyncLinkState(); },
+        "Reset the T2 link data.This will re-synchronise the T2 link state data \r\n"
+        "with the actual state of the T2 Router comms framework. \r\n"
+        "Use this to reset the applications link state data after\r\n"
+        "using set_link to fake T2 link changes."));
+    root.AddAction(MakeAction(
+        "set_t2", [&manager](const std::string& link) { return FakeActiveLink(manager, link); },
+        "Fake a T2 link switch.This debugging function simulates a switch\r\n"
+        "to the specified Talvo2 link. This is\r\n"
+        "useful for testing redundancy functionality\r\n"
+        "when two routers are not available.\r\n\r\n"
+        "Valid link options are \"t1\",\"t2\",\"none\"\r\n"));
     root.AddAction(MakeAction(
         "version",
         [programName, &bus] {

@@ -23,11 +23,15 @@
 #include "RemoteAuditor.h"
 #include "RootCommands.h"
 #include "RootedPath.h"
+#include "TalvoRouterComms.h"
 
 namespace {
 
 using TalvoBrindlet::BrindletManager;
 using TalvoBrindlet::OperatingMode;
+
+/// What the box calls itself in its heartbeats.
+constexpr std::uint32_t kDeviceType = 2;
 
 constexpr const char* kDebugConfiguration = "/home/root/TalvoBrindlet/debug.conf";
 
@@ -89,6 +93,9 @@ int RunController(boost::asio::io_service& io, cmd::CommandLine& commandLine, co
     AUDIT(Feature::Information, "Brindlet: ASIO service initialised\n");
     const auto manager = std::make_shared<BrindletManager>(io, platform.mBus, platform.mRoot);
     manager->Initialise();
+    auto comms = std::make_shared<TalvoRouterComms>(
+        io, [&manager = *manager] { return manager.GetIoBoxStatus(); },
+        [&manager = *manager] { return manager.GetHid(); }, kDeviceType);
     const std::uint32_t hid = manager->GetHid();
     AUDIT(Feature::Information, "Brindlet: HID is 0x%-8.8lx( %lu )\r\n", static_cast<unsigned long>(hid),
           static_cast<unsigned long>(hid));
@@ -96,7 +103,12 @@ int RunController(boost::asio::io_service& io, cmd::CommandLine& commandLine, co
         AUDIT(Feature::Fault, "Brindlet: cannot determine device operating mode. Halting!\r\n");
         return 1;
     }
-    manager->ConfigureForMode();
+    // The routers' threads ask the controller, so they end before it.
+    const AtEnd releaseComms([&manager, &comms] {
+        manager->ReleaseRouterComms();
+        comms.reset();
+    });
+    manager->SetRouterComms(comms);
 
     // The commands reach into the controller, so they go before it.
     const AtEnd removeCommands([&commandLine] { commandLine.Root()->Clear(); });

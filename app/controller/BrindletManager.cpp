@@ -1,6 +1,7 @@
 #include "BrindletManager.h"
 
 #include <array>
+#include <chrono>
 #include <iostream>
 #include <utility>
 
@@ -17,6 +18,7 @@
 #include "RootedPath.h"
 #include "RouteSetUp.h"
 #include "T2FsiLink.h"
+#include "TalvoRouterComms.h"
 #include "UioInterruptController.h"
 
 namespace TalvoBrindlet {
@@ -56,6 +58,7 @@ BrindletManager::BrindletManager(boost::asio::io_context& eventLoop, fsi::IFsiBu
       mPowerMonitor(mDevices.Add<PowerMonitorFsi>("powermon", bus)),
       mExtRef(mDevices.Add<audio::ExternalReferenceFsi>("extref", bus)),
       mInterruptSources{mPowerMonitor, mExtRef, mDac, mAdma},
+      mActiveLink(kNoLink),
       mHid(kHidNotRead) {
     AUDIT(Feature::TalvoIoBox, "Brindlet: created application controller\n");
 }
@@ -76,9 +79,11 @@ void BrindletManager::InitialiseFsis() {
     mModeChangeConnection = mGpio->ModeChanged().connect(&BrindletManager::OnModeChange);
 }
 
-void BrindletManager::ConfigureForMode() {
+void BrindletManager::SetRouterComms(std::shared_ptr<TalvoRouterComms> comms) {
+    mComms = std::move(comms);
     if (GetOperatingMode() == OperatingMode::Talvo2) {
         ConfigureForTalvo2();
+        StartTalvo2Monitoring();
     } else {
         ConfigureForDante();
     }
@@ -111,8 +116,17 @@ void BrindletManager::CreateInterruptController() {
 }
 
 void BrindletManager::CreateLinkEndpoints() {
-    mPrimaryLinkEndpoint = mDevices.Add<audio::T2FsiLink>("t1", kDefaultPrimaryId, kPrimaryClockId);
-    mSecondaryLinkEndpoint = mDevices.Add<audio::T2FsiLink>("t2", kDefaultSecondaryId, kSecondaryClockId);
+    mPrimaryLinkEndpoint =
+        mDevices.Add<audio::T2FsiLink>("t1", LinkAddress(0, kDefaultPrimaryId), kPrimaryClockId);
+    mSecondaryLinkEndpoint =
+        mDevices.Add<audio::T2FsiLink>("t2", LinkAddress(1, kDefaultSecondaryId), kSecondaryClockId);
+}
+
+/// The link's audio DMA address as its driver tells it, which has two seconds to do so.
+unsigned BrindletManager::LinkAddress(unsigned link, unsigned fallback) {
+    constexpr std::chrono::seconds kPatience{2};
+    const std::uint32_t id = mComms->LinkManager().GetAdmaEndpointId(link, kPatience);
+    return id != 0 ? id : fallback;
 }
 
 void BrindletManager::ResetAdc() {

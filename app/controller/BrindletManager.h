@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <atomic>
 #include <boost/signals2/connection.hpp>
 #include <cstdint>
@@ -27,6 +28,9 @@ class Interruptable;
 class UioInterruptController;
 }  // namespace fsi
 
+class TalvoRouterComms;
+struct IoInfoReq;
+
 namespace TalvoBrindlet {
 
 class AdcClocksFsi_KX4093;
@@ -49,8 +53,12 @@ class BrindletManager : public BrindletStatusManager {
     /// Connects the devices' signals, reads the identity and sets the operating mode.
     void Initialise();
 
-    /// Sets the audio up for the operating mode, with its first change-over. Called once, after Initialise.
-    void ConfigureForMode();
+    /// Takes the routers' side, sets the audio up for the operating mode, with its first change-over, and
+    /// listens to the routers. Called once, after Initialise.
+    void SetRouterComms(std::shared_ptr<TalvoRouterComms> comms);
+
+    /// Lets go of the routers' side, which asks this object for what its heartbeats carry. At the end.
+    void ReleaseRouterComms();
 
     void ResetAdc();
 
@@ -61,12 +69,29 @@ class BrindletManager : public BrindletStatusManager {
     std::string GetModeLine() const;
     std::string GetProtocolLine() const;
 
-    /// The table's owner; null before ConfigureForMode.
+    /// For rehearsing a change of the active link without routers: takes both links as up and `name` ("t1",
+    /// "t2", "none") as the active one, and says what came of it.
+    std::string FakeActiveLink(const std::string& name);
+
+    /// Takes the links' true state again.
+    std::string ResyncLinkState();
+
+    /// Which links are up, and which is active, in words.
+    std::string GetAvailableLinks() const;
+    std::string GetActiveLinkName() const;
+
+    /// The table's owner; null before SetRouterComms.
     const std::shared_ptr<audio::AudioDmaManager>& DmaManager() const { return mDmaManager; }
 
     std::uint32_t GetHid() override;
+    std::uint32_t GetIoBoxStatus() const override { return mIoBoxStatus; }
+    audio::FrequencyScaler GetFrequencyScaler() const override { return mScaler; }
+    SampleRates::SystemSampleRates GetSampleRate() const override { return mSampleRate; }
     OperatingMode GetOperatingMode() const override { return mMode; }
     std::int32_t GetProtocol() const override { return mProtocol; }
+    bool IsPrimaryLinkUp() const override { return mLinkUp[0]; }
+    bool IsSecondaryLinkUp() const override { return mLinkUp[1]; }
+    std::int32_t GetActiveLink() const override { return mActiveLink; }
 
   private:
     void InitialiseFsis();
@@ -74,6 +99,15 @@ class BrindletManager : public BrindletStatusManager {
     void ConfigureForDante();
     void CreateInterruptController();
     void CreateLinkEndpoints();
+    unsigned LinkAddress(unsigned link, unsigned fallback);
+    void StartTalvo2Monitoring();
+    void OnActivePortChange(unsigned char port);
+    void OnLinkStatusChange(unsigned char port, unsigned long localIp, unsigned char remoteType,
+                            unsigned long remoteIp, unsigned long remoteHid);
+    void TakeFakeLinkUp(unsigned char port);
+    void OnIoInfoReq(unsigned char port);
+    void OnStreamChange(bool connected);
+    void SendCapabilities();
     std::uint32_t ReadDipSwitches() const;
     static void OnModeChange(const OperatingMode& mode);
 
@@ -94,6 +128,13 @@ class BrindletManager : public BrindletStatusManager {
     boost::signals2::scoped_connection mModeChangeConnection;
     std::shared_ptr<audio::AudioDmaManager> mDmaManager;
     std::shared_ptr<fsi::UioInterruptController> mInterrupts;
+    std::shared_ptr<TalvoRouterComms> mComms;
+    std::array<boost::signals2::scoped_connection, 4> mRouterConnections;
+    std::atomic<std::int32_t> mActiveLink;
+    std::array<std::atomic<bool>, 2> mLinkUp{};
+    std::atomic<std::uint32_t> mIoBoxStatus{0xFFFFFFFF};
+    std::atomic<audio::FrequencyScaler> mScaler{audio::FrequencyScaler::X2};
+    std::atomic<SampleRates::SystemSampleRates> mSampleRate{SampleRates::SR48k};
     std::atomic<std::uint32_t> mHid;
     std::atomic<OperatingMode> mMode{OperatingMode::Unknown};
     std::atomic<std::int32_t> mProtocol{0};

@@ -3,12 +3,11 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
-#include <initializer_list>
 #include <iterator>
 
-#include "BenchText.h"
 #include "Board.h"
 #include "BoardBits.h"
+#include "LineText.h"
 
 namespace sim {
 
@@ -31,6 +30,9 @@ const BenchRequests::Request BenchRequests::kRequests[] = {
     {"measure", " CLOCK COUNT", 2, 2, &BenchRequests::Measure},
     {"pll", " locked|unlocked", 1, 1, &BenchRequests::Pll},
     {"sync", " auto|hold|release", 1, 1, &BenchRequests::Sync},
+    {"link", " 0|1 up HID PORT [fsi N] [adma N] [flags N], link 0|1 down [flags N]", 2, 10,
+     &BenchRequests::Link},
+    {"netlink", " HEX", 1, 1, &BenchRequests::Netlink},
     {"wait", " [MS]", 0, 1, &BenchRequests::Wait},
     {"table", " FIRST LAST", 2, 2, &BenchRequests::Table},
     {"hear", " ADDRESS SAMPLE", 2, 2, &BenchRequests::Hear},
@@ -40,7 +42,6 @@ const BenchRequests::Request BenchRequests::kRequests[] = {
 
 namespace {
 
-constexpr const char* kBlanks = " \t";
 constexpr std::uint32_t kMaxWord = 0xFFFFFFFF;
 constexpr std::uint32_t kMaxInterrupt = 31;
 constexpr std::uint32_t kMaxByte = 0xFF;
@@ -67,35 +68,8 @@ std::string WordText(std::uint32_t value) {
     return Hex(value, kWordDigits);
 }
 
-/// The position of `text` among the words that may stand there.
-std::size_t Choose(const std::string& text, std::initializer_list<const char*> choices) {
-    const auto* const found = std::find(choices.begin(), choices.end(), text);
-    if (found != choices.end()) {
-        return static_cast<std::size_t>(found - choices.begin());
-    }
-    std::string reason = Quoted(text) + " isn't one of";
-    for (const char* choice : choices) {
-        reason.append(" ").append(choice);
-    }
-    throw BadText(reason);
-}
-
 bool IsFault(const std::string& text) {
     return Choose(text, {"ok", "fault"}) == 1;
-}
-
-/// Splits at blanks into at most `most` pieces; the last one takes the rest, blanks inside it included.
-std::vector<std::string> Split(const std::string& line, std::size_t most) {
-    std::vector<std::string> pieces;
-    std::size_t begin = line.find_first_not_of(kBlanks);
-    while (begin != std::string::npos) {
-        const bool isLast = pieces.size() + 1 == most;
-        const std::size_t end = isLast ? line.find_last_not_of(kBlanks) + 1
-                                       : std::min(line.find_first_of(kBlanks, begin), line.size());
-        pieces.push_back(line.substr(begin, end - begin));
-        begin = line.find_first_not_of(kBlanks, end);
-    }
-    return pieces;
 }
 
 }  // namespace
@@ -110,7 +84,7 @@ BenchAnswer BenchRequests::Handle(const std::string& line) {
 
 BenchAnswer BenchRequests::Dispatch(const std::string& line) {
     constexpr std::size_t kNameAndRest = 2;
-    const std::vector<std::string> nameAndRest = Split(line, kNameAndRest);
+    const std::vector<std::string> nameAndRest = SplitWords(line, kNameAndRest);
     if (nameAndRest.empty()) {
         throw BadText("the line is empty; 'help' names the requests");
     }
@@ -119,7 +93,7 @@ BenchAnswer BenchRequests::Dispatch(const std::string& line) {
     if (nameAndRest.size() == kNameAndRest) {
         // A file's name may hold blanks; other arguments have none, and one too many is to be told.
         const bool takesLine = request.mHandle == &BenchRequests::Trace;
-        arguments = Split(nameAndRest.back(), takesLine ? 1 : request.mMost + 1);
+        arguments = SplitWords(nameAndRest.back(), takesLine ? 1 : request.mMost + 1);
     }
     if (arguments.size() < request.mLeast || arguments.size() > request.mMost) {
         throw BadText(std::string("usage: ") + request.mName + request.mUsage);
@@ -229,6 +203,17 @@ BenchAnswer BenchRequests::Sync(const Arguments& arguments) {
             mBoard.ReleaseSync();
             break;
     }
+    return Ok();
+}
+
+BenchAnswer BenchRequests::Link(const Arguments& arguments) {
+    const auto link = static_cast<unsigned>(Choose(arguments[0], {"0", "1"}));
+    mBoard.Links().SetLink(link, ParseLinkSpec({arguments.begin() + 1, arguments.end()}));
+    return Ok();
+}
+
+BenchAnswer BenchRequests::Netlink(const Arguments& arguments) {
+    mBoard.Links().SendDatagram(ParseHex("HEX", arguments[0]));
     return Ok();
 }
 

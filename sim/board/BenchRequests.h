@@ -45,6 +45,8 @@ class BenchRequests {
     BenchAnswer Measure(const Arguments& arguments);
     BenchAnswer Pll(const Arguments& arguments);
     BenchAnswer Sync(const Arguments& arguments);
+    BenchAnswer Link(const Arguments& arguments);
+    BenchAnswer Netlink(const Arguments& arguments);
     BenchAnswer Wait(const Arguments& arguments);
     BenchAnswer Table(const Arguments& arguments);
     BenchAnswer Hear(const Arguments& arguments);

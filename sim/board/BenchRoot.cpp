@@ -5,7 +5,7 @@
 #include <fstream>
 #include <system_error>
 
-#include "BenchText.h"
+#include "LineText.h"
 
 namespace sim {
 namespace {

@@ -59,6 +59,11 @@ Board::Board(const BoardSettings& settings)
     if (settings.mSyncing) {
         mAdma.StartHeld();
     }
+    for (unsigned link = 0; link < settings.mLinks.size(); ++link) {
+        if (settings.mLinks[link]) {
+            mLinkDriver.SetLink(link, *settings.mLinks[link]);
+        }
+    }
     mTimer = std::thread([this] { RunTimer(); });
 }
 
@@ -187,8 +192,8 @@ BoardActivity Board::Activity() const {
 
 std::string Board::StateText() const {
     const Lock lock(mMutex);
-    return StateReport(
-        {mAdma, mReference, mAdc, mDac, mGpio, mPower, mAdcClocks, mDacClocks, mFirmware, mLinks});
+    return StateReport({mAdma, mReference, mAdc, mDac, mGpio, mPower, mAdcClocks, mDacClocks, mFirmware,
+                        mLinkDriver.GetStates()});
 }
 
 void Board::StartTrace(const std::string& path) {

@@ -15,6 +15,7 @@
 #include "FirmwareBlock.h"
 #include "GpioBlock.h"
 #include "IFsiBus.h"
+#include "LinkDriver.h"
 #include "ReferenceBlock.h"
 #include "RegisterBlock.h"
 #include "ViolationLog.h"
@@ -32,15 +33,7 @@ struct BoardSettings {
     std::uint32_t mDacId = 4;
     std::vector<std::string> mWithout;  ///< identities of nodes that the board lacks
     bool mSyncing = false;              ///< a change-over is in hand, and held
-};
-
-/// The state of a router link as the link driver tells it.
-struct LinkState {
-    bool mUp = false;
-    std::uint32_t mHid = 0;
-    std::uint32_t mPort = 0;
-    std::uint32_t mFsi = 0;
-    std::uint32_t mAdma = 0;
+    std::array<std::optional<LinkSpec>, LinkDriver::kLinks> mLinks{};  ///< what the link driver tells first
 };
 
 /// Whether the application has everything behind it that the board has given it to do.
@@ -90,6 +83,9 @@ class Board : public fsi::IFsiBus {
 
     /// A clock measurement: `clock` 0 to 255, `count` of 24 bits; false where too many wait already.
     bool Measure(std::uint32_t clock, std::uint32_t count);
+
+    /// The router links' driver.
+    LinkDriver& Links() { return mLinkDriver; }
 
     // What the board does.
 
@@ -142,7 +138,7 @@ class Board : public fsi::IFsiBus {
     FirmwareBlock mFirmware;
     const std::array<RegisterBlock*, 9> mBlocks;
     const std::vector<std::string> mWithout;
-    std::array<LinkState, 2> mLinks;
+    LinkDriver mLinkDriver;
     std::unique_ptr<RegisterTrace> mTrace;
 
     std::thread mTimer;

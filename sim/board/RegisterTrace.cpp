@@ -8,7 +8,7 @@
 #include <cstdio>
 #include <system_error>
 
-#include "BenchText.h"
+#include "LineText.h"
 
 namespace sim {
 namespace {

@@ -1,20 +1,19 @@
 #include "SimOptions.h"
 
-#include <arpa/inet.h>
 #include <algorithm>
 #include <cstdio>
 #include <iterator>
 #include <set>
+#include <sstream>
 
-#include "BenchText.h"
 #include "BoardBits.h"
+#include "LineText.h"
 
 namespace sim {
 namespace {
 
 constexpr std::uint32_t kMaxWord = 0xFFFFFFFF;
 constexpr std::uint32_t kMaxDip = 0xFF;
-constexpr std::uint32_t kMaxPort = 0xFFFF;
 
 struct Option {
     const char* mName;
@@ -29,19 +28,7 @@ void TakeRoot(SimOptions& options, const std::string& value) {
 }
 
 void TakeBench(SimOptions& options, const std::string& value) {
-    const std::size_t colon = value.find(':');
-    const std::string address = value.substr(0, colon);
-    in_addr parsed = {};
-    if (!address.empty() && ::inet_pton(AF_INET, address.c_str(), &parsed) != 1) {
-        throw BadText(Quoted(address) + " isn't an IPv4 address");
-    }
-    if (colon != std::string::npos) {
-        options.mBench.mPort =
-            static_cast<std::uint16_t>(ParseNumber("port", value.substr(colon + 1), 0, kMaxPort));
-    }
-    if (!address.empty()) {
-        options.mBench.mAddress = address;
-    }
+    ParseEndpoint(value, options.mBench);
 }
 
 void TakeTrace(SimOptions& options, const std::string& value) {
@@ -75,6 +62,12 @@ void TakeWithout(SimOptions& options, const std::string& value) {
     options.mBoard.mWithout.push_back(value);
 }
 
+template <unsigned Link>
+void TakeLink(SimOptions& options, const std::string& value) {
+    std::istringstream words(value);
+    options.mBoard.mLinks[Link] = ParseLinkSpec({std::istream_iterator<std::string>(words), {}});
+}
+
 void TakeSyncing(SimOptions& options, const std::string& /*value*/) {
     options.mBoard.mSyncing = true;
 }
@@ -94,6 +87,10 @@ constexpr Option kOptions[] = {
     {"--adc-id", "N", false, "ADMA address of the ADC clocks, 0 to 7 (1)", TakeAdcId},
     {"--dac-id", "N", false, "ADMA address of the DAC clocks, 0 to 7 (4)", TakeDacId},
     {"--without", "IDENTITY", true, "the board has no node of that identity; may be repeated", TakeWithout},
+    {"--link0", "SPEC", false,
+     "the primary link's first state: 'up HID PORT [fsi N] [adma N] [flags N]' or 'down [flags N]' (down)",
+     TakeLink<0>},
+    {"--link1", "SPEC", false, "the secondary link's, likewise (down)", TakeLink<1>},
     {"--syncing", nullptr, false, "at power-up a change-over is in progress and held", TakeSyncing},
     {"--help", nullptr, false, "list these options", TakeHelp},
 };

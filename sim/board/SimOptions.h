@@ -3,8 +3,8 @@
 #include <string>
 #include <vector>
 
-#include "BenchPort.h"
 #include "Board.h"
+#include "LineServer.h"
 
 namespace sim {
 
@@ -12,7 +12,7 @@ namespace sim {
 struct SimOptions {
     std::string mRoot = "brindlet-root";
     std::string mTrace;  ///< empty for none
-    BenchEndpoint mBench;
+    LineEndpoint mBench{"127.0.0.1", 55560};
     BoardSettings mBoard;
     bool mHelp = false;
     std::vector<char*>

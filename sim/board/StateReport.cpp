@@ -96,7 +96,7 @@ void WriteInterruptEnables(JsonWriter& json, const StateSources& sources) {
     json.EndObject();
 }
 
-void WriteLinks(JsonWriter& json, const std::array<LinkState, 2>& links) {
+void WriteLinks(JsonWriter& json, const LinkDriver::States& links) {
     json.Key("links").BeginArray();
     for (const LinkState& link : links) {
         json.BeginObject()

@@ -18,7 +18,7 @@ struct StateSources {
     const RegisterBlock& mAdcClocks;
     const RegisterBlock& mDacClocks;
     const FirmwareBlock& mFirmware;
-    const std::array<LinkState, 2>& mLinks;
+    const LinkDriver::States& mLinks;
 };
 
 /// The state of the board as one line of JSON. Under the board's lock.

@@ -1,5 +1,7 @@
 #include "JsonWriter.h"
 
+#include <cstdio>
+
 namespace sim {
 
 JsonWriter& JsonWriter::Key(const char* key) {
@@ -11,6 +13,25 @@ JsonWriter& JsonWriter::Key(const char* key) {
 
 JsonWriter& JsonWriter::Number(std::uint64_t value) {
     return Value(std::to_string(value));
+}
+
+JsonWriter& JsonWriter::Signed(std::int64_t value) {
+    return Value(std::to_string(value));
+}
+
+JsonWriter& JsonWriter::String(const std::string& value) {
+    std::string quoted = "\"";
+    for (const char c : value) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (byte < ' ' || byte >= 0x7F || c == '"' || c == '\\') {
+            char escaped[8];
+            std::snprintf(escaped, sizeof escaped, "\\u%04x", byte);
+            quoted += escaped;
+        } else {
+            quoted += c;
+        }
+    }
+    return Value(quoted + "\"");
 }
 
 JsonWriter& JsonWriter::Flag(bool value) {

@@ -6,7 +6,7 @@
 namespace sim {
 
 /// Writes one line of JSON, without blanks, in the order of the calls. The caller keeps objects, keys and
-/// values in their places. Keys are plain words: nothing is escaped.
+/// values in their places. Keys are plain words.
 class JsonWriter {
   public:
     JsonWriter& BeginObject() { return Open('{'); }
@@ -16,7 +16,14 @@ class JsonWriter {
 
     JsonWriter& Key(const char* key);
     JsonWriter& Number(std::uint64_t value);
+    JsonWriter& Signed(std::int64_t value);
     JsonWriter& Flag(bool value);
+
+    /// Bytes that aren't printable ASCII become \u00NN.
+    JsonWriter& String(const std::string& value);
+
+    /// A value that is JSON already.
+    JsonWriter& Raw(const std::string& json) { return Value(json); }
 
     JsonWriter& Number(const char* key, std::uint64_t value) { return Key(key).Number(value); }
     JsonWriter& Flag(const char* key, bool value) { return Key(key).Flag(value); }

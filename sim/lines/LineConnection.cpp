@@ -1,13 +1,10 @@
-#include "BenchConnection.h"
+#include "LineConnection.h"
 
 #include <algorithm>
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/write.hpp>
+#include <chrono>
 #include <utility>
-
-#include "Board.h"
-#include "EventLoopLink.h"
-#include "IdleWait.h"
 
 namespace sim {
 namespace {
@@ -19,38 +16,35 @@ constexpr std::chrono::seconds kDrainTime{1};
 
 }  // namespace
 
-BenchConnection::BenchConnection(boost::asio::io_service& service, boost::asio::ip::tcp::socket socket,
-                                 Board& board, EventLoopLink& loop, std::function<void()> atEnd)
-    : mService(service),
-      mSocket(std::move(socket)),
-      mBoard(board),
-      mLoop(loop),
+LineConnection::LineConnection(boost::asio::io_service& service, boost::asio::ip::tcp::socket socket,
+                               LineHandler handler, std::function<void()> atEnd)
+    : mSocket(std::move(socket)),
+      mHandler(std::move(handler)),
       mAtEnd(std::move(atEnd)),
-      mRequests(board),
       mDrainTimer(service) {}
 
-BenchConnection::~BenchConnection() {
+LineConnection::~LineConnection() {
     mAtEnd();
 }
 
-void BenchConnection::GoOn() {
-    if (!mIsEnding && !mWait) {
+void LineConnection::GoOn() {
+    if (!mIsEnding && !mLater) {
         HandleLines();
     }
     if (!mOutput.empty()) {
         WriteOutput();
     } else if (mIsEnding) {
         Drain();
-    } else if (mWait) {
-        WaitForIdle(*mWait);
+    } else if (mLater) {
+        AwaitReply();
     } else {
         ReadMore();
     }
 }
 
-void BenchConnection::HandleLines() {
+void LineConnection::HandleLines() {
     std::size_t handled = 0;
-    while (!mWait && !mIsEnding && mOutput.size() < kMaxOutput) {
+    while (!mLater && !mIsEnding && mOutput.size() < kMaxOutput) {
         const std::size_t end = mInput.find('\n', std::max(handled, mScanned));
         const std::size_t length = std::min(end, mInput.size()) - handled;
         if (length > kMaxLine) {
@@ -67,20 +61,20 @@ void BenchConnection::HandleLines() {
     mScanned -= std::min(mScanned, handled);
 }
 
-void BenchConnection::HandleLine(std::string line) {
+void LineConnection::HandleLine(std::string line) {
     if (!line.empty() && line.back() == '\r') {
         line.pop_back();
     }
-    const BenchAnswer answer = mRequests.Handle(line);
-    if (answer.mWait) {
-        mWait = answer.mWait;
+    const LineAnswer answer = mHandler(line);
+    if (answer.mLater) {
+        mLater = answer.mLater;
         return;
     }
     mOutput += answer.mReply;
     mOutput += '\n';
 }
 
-void BenchConnection::ReadMore() {
+void LineConnection::ReadMore() {
     mSocket.async_read_some(boost::asio::buffer(mChunk),
                             [self = shared_from_this()](const error_code& error, std::size_t count) {
                                 if (!error) {
@@ -90,7 +84,7 @@ void BenchConnection::ReadMore() {
                             });
 }
 
-void BenchConnection::WriteOutput() {
+void LineConnection::WriteOutput() {
     boost::asio::async_write(mSocket, boost::asio::buffer(mOutput),
                              [self = shared_from_this()](const error_code& error, std::size_t) {
                                  if (!error) {
@@ -100,24 +94,22 @@ void BenchConnection::WriteOutput() {
                              });
 }
 
-void BenchConnection::WaitForIdle(std::chrono::milliseconds limit) {
-    const auto wait = std::make_shared<IdleWait>(
-        mService, mBoard, mLoop, limit, [self = shared_from_this()](const std::string& failure) {
-            self->mWait.reset();
-            self->mOutput = failure.empty() ? "ok\n" : "error " + failure + "\n";
-            self->GoOn();
-        });
-    wait->Start();
+void LineConnection::AwaitReply() {
+    mLater([self = shared_from_this()](const std::string& reply) {
+        self->mLater = nullptr;
+        self->mOutput = reply + "\n";
+        self->GoOn();
+    });
 }
 
-void BenchConnection::Refuse() {
+void LineConnection::Refuse() {
     mOutput += "error the line is longer than " + std::to_string(kMaxLine) + " bytes; the connection ends\n";
     mIsEnding = true;
 }
 
 /// Closing while the client still sends would throw away the reply on its way, so take what it sends for a
 /// moment.
-void BenchConnection::Drain() {
+void LineConnection::Drain() {
     error_code ignored;
     mSocket.shutdown(boost::asio::ip::tcp::socket::shutdown_send, ignored);
     mDrainTimer.expires_after(kDrainTime);
@@ -130,7 +122,7 @@ void BenchConnection::Drain() {
     DiscardInput();
 }
 
-void BenchConnection::DiscardInput() {
+void LineConnection::DiscardInput() {
     mSocket.async_read_some(boost::asio::buffer(mChunk),
                             [self = shared_from_this()](const error_code& error, std::size_t) {
                                 if (!error) {

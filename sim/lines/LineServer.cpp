@@ -1,21 +1,15 @@
-#include "BenchPort.h"
+#include "LineServer.h"
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
-#include <boost/asio/io_service.hpp>
-#include <boost/asio/ip/tcp.hpp>
-#include <boost/asio/steady_timer.hpp>
 #include <cerrno>
 #include <string_view>
 #include <system_error>
-#include <thread>
 #include <utility>
 
-#include "BenchConnection.h"
-#include "Board.h"
-#include "EventLoopLink.h"
+#include "LineText.h"
 
 namespace sim {
 namespace {
@@ -25,16 +19,16 @@ using boost::system::error_code;
 
 constexpr std::chrono::milliseconds kAcceptRetry{100};
 
-std::string TextOf(const BenchEndpoint& endpoint) {
+std::string TextOf(const LineEndpoint& endpoint) {
     return endpoint.mAddress + ":" + std::to_string(endpoint.mPort);
 }
 
-[[noreturn]] void RefuseEndpoint(const BenchEndpoint& endpoint, int error) {
+[[noreturn]] void RefuseEndpoint(const LineEndpoint& endpoint, int error) {
     throw std::system_error(error, std::generic_category(), "cannot listen on " + TextOf(endpoint));
 }
 
 /// A listening socket that child processes don't inherit, from the moment it exists.
-int Listen(const BenchEndpoint& endpoint) {
+int Listen(const LineEndpoint& endpoint) {
     sockaddr_in address = {};
     address.sin_family = AF_INET;
     address.sin_port = htons(endpoint.mPort);
@@ -67,98 +61,69 @@ void TurnAway(int client) {
 
 }  // namespace
 
-/// What needs Boost: the listening socket and its thread.
-class BenchPort::Server {
-  public:
-    Server(const BenchEndpoint& endpoint, Board& board, EventLoopLink& loop)
-        : mBoard(board),
-          mLoop(loop),
-          mAcceptor(mService, tcp::v4(), Listen(endpoint)),
-          mRetryTimer(mService),
-          mAddress(endpoint.mAddress + ":" + std::to_string(mAcceptor.local_endpoint().port())) {}
-
-    ~Server() {
-        mService.stop();
-        if (mThread.joinable()) {
-            mThread.join();
-        }
+void ParseEndpoint(const std::string& text, LineEndpoint& endpoint) {
+    constexpr std::uint32_t kMaxPort = 0xFFFF;
+    const std::size_t colon = text.find(':');
+    const std::string address = text.substr(0, colon);
+    in_addr parsed = {};
+    if (!address.empty() && ::inet_pton(AF_INET, address.c_str(), &parsed) != 1) {
+        throw BadText(Quoted(address) + " isn't an IPv4 address");
     }
-
-    Server(const Server&) = delete;
-    Server& operator=(const Server&) = delete;
-
-    void Start() {
-        AwaitClient();
-        mThread = std::thread([this] { mService.run(); });
+    if (colon != std::string::npos) {
+        endpoint.mPort = static_cast<std::uint16_t>(ParseNumber("port", text.substr(colon + 1), 0, kMaxPort));
     }
-
-    const std::string& Address() const { return mAddress; }
-
-  private:
-    void AwaitClient() {
-        mAcceptor.async_wait(tcp::acceptor::wait_read, [this](const error_code& error) {
-            if (!error) {
-                AcceptClient();
-            }
-        });
+    if (!address.empty()) {
+        endpoint.mAddress = address;
     }
-
-    void AcceptClient() {
-        const int client =
-            ::accept4(mAcceptor.native_handle(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
-        if (client >= 0) {
-            Serve(client);
-        } else if (errno != EAGAIN && errno != EINTR && errno != ECONNABORTED) {
-            RetryLater();  // no descriptors or no memory left: some may come free
-            return;
-        }
-        AwaitClient();
-    }
-
-    void RetryLater() {
-        mRetryTimer.expires_after(kAcceptRetry);
-        mRetryTimer.async_wait([this](const error_code& error) {
-            if (!error) {
-                AwaitClient();
-            }
-        });
-    }
-
-    void Serve(int client) {
-        if (mClients == kMaxClients) {
-            TurnAway(client);
-            return;
-        }
-        tcp::socket socket(mService, tcp::v4(), client);
-        error_code ignored;
-        socket.set_option(tcp::no_delay(true), ignored);
-        ++mClients;
-        std::make_shared<BenchConnection>(mService, std::move(socket), mBoard, mLoop, [this] {
-            --mClients;
-        })->Start();
-    }
-
-    Board& mBoard;
-    EventLoopLink& mLoop;
-    unsigned mClients = 0;             // before the service, whose end counts the last ones down
-    boost::asio::io_service mService;  // on one thread, so nothing here has a lock
-    tcp::acceptor mAcceptor;
-    boost::asio::steady_timer mRetryTimer;
-    const std::string mAddress;
-    std::thread mThread;
-};
-
-BenchPort::BenchPort(const BenchEndpoint& endpoint, Board& board, EventLoopLink& loop)
-    : mServer(std::make_unique<Server>(endpoint, board, loop)) {}
-
-BenchPort::~BenchPort() = default;
-
-void BenchPort::Start() {
-    mServer->Start();
 }
 
-std::string BenchPort::Address() const {
-    return mServer->Address();
+LineServer::LineServer(boost::asio::io_service& service, const LineEndpoint& endpoint, LineHandler handler)
+    : mService(service),
+      mHandler(std::move(handler)),
+      mAcceptor(service, tcp::v4(), Listen(endpoint)),
+      mRetryTimer(service),
+      mAddress(endpoint.mAddress + ":" + std::to_string(mAcceptor.local_endpoint().port())) {}
+
+void LineServer::AwaitClient() {
+    mAcceptor.async_wait(tcp::acceptor::wait_read, [this](const error_code& error) {
+        if (!error) {
+            AcceptClient();
+        }
+    });
+}
+
+void LineServer::AcceptClient() {
+    const int client = ::accept4(mAcceptor.native_handle(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
+    if (client >= 0) {
+        Serve(client);
+    } else if (errno != EAGAIN && errno != EINTR && errno != ECONNABORTED) {
+        RetryLater();  // no descriptors or no memory left: some may come free
+        return;
+    }
+    AwaitClient();
+}
+
+void LineServer::RetryLater() {
+    mRetryTimer.expires_after(kAcceptRetry);
+    mRetryTimer.async_wait([this](const error_code& error) {
+        if (!error) {
+            AwaitClient();
+        }
+    });
+}
+
+void LineServer::Serve(int client) {
+    if (*mClients == kMaxClients) {
+        TurnAway(client);
+        return;
+    }
+    tcp::socket socket(mService, tcp::v4(), client);
+    error_code ignored;
+    socket.set_option(tcp::no_delay(true), ignored);
+    ++*mClients;
+    const auto connection = std::make_shared<LineConnection>(mService, std::move(socket), mHandler,
+                                                             [clients = mClients] { --*clients; });
+    connection->Start();
 }
 
 }  // namespace sim

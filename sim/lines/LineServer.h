@@ -1,43 +1,54 @@
 #pragma once
 
+#include <boost/asio/io_service.hpp>
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/steady_timer.hpp>
 #include <cstdint>
 #include <memory>
 #include <string>
 
+#include "LineConnection.h"
+
 namespace sim {
 
-class Board;
-class EventLoopLink;
-
-/// Where the bench port listens.
-struct BenchEndpoint {
+/// Where a port listens.
+struct LineEndpoint {
     std::string mAddress = "127.0.0.1";  ///< IPv4, dotted
-    std::uint16_t mPort = 55560;         ///< 0 takes a free one
+    std::uint16_t mPort = 0;             ///< 0 takes a free one
 };
 
-/// The port on which people and scripts work the virtual board: lines of text over TCP, a thread of its own.
-/// Owned by the bench executable; board and link outlive it.
-class BenchPort {
+/// Reads "[ip][:port]" into `endpoint`, whose own values stand where a piece is left out. Throws BadText.
+void ParseEndpoint(const std::string& text, LineEndpoint& endpoint);
+
+/// A port that speaks lines of text, for people and scripts: each request line gets one reply line. On the
+/// thread of its service, which goes before it.
+class LineServer {
   public:
     static constexpr unsigned kMaxClients = 256;  ///< one more is told so and closed
 
     /// Listens from here on. Throws std::system_error, with the endpoint in its text, where it can't.
-    BenchPort(const BenchEndpoint& endpoint, Board& board, EventLoopLink& loop);
-
-    /// Ends all connections and joins the thread.
-    ~BenchPort();
-    BenchPort(const BenchPort&) = delete;
-    BenchPort& operator=(const BenchPort&) = delete;
+    LineServer(boost::asio::io_service& service, const LineEndpoint& endpoint, LineHandler handler);
+    LineServer(const LineServer&) = delete;
+    LineServer& operator=(const LineServer&) = delete;
 
     /// Starts to serve; once.
-    void Start();
+    void Start() { AwaitClient(); }
 
     /// "ADDRESS:PORT", with the port that was taken.
-    std::string Address() const;
+    const std::string& Address() const { return mAddress; }
 
   private:
-    class Server;
-    std::unique_ptr<Server> mServer;
+    void AwaitClient();
+    void AcceptClient();
+    void RetryLater();
+    void Serve(int client);
+
+    boost::asio::io_service& mService;
+    const LineHandler mHandler;
+    const std::shared_ptr<unsigned> mClients = std::make_shared<unsigned>(0);  ///< connections may outlive it
+    boost::asio::ip::tcp::acceptor mAcceptor;
+    boost::asio::steady_timer mRetryTimer;
+    const std::string mAddress;
 };
 
 }  // namespace sim

@@ -2,8 +2,10 @@
 
 #include <cstdint>
 #include <exception>
+#include <initializer_list>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace sim {
 
@@ -25,5 +27,20 @@ std::string Quoted(const std::string& text);
 /// A number, decimal or hexadecimal behind "0x", from `least` to `most`. Throws BadText, which names it as
 /// `what`.
 std::uint32_t ParseNumber(const char* what, const std::string& text, std::uint32_t least, std::uint32_t most);
+
+/// A decimal number, from `least` to `most`, which may be negative. Throws BadText.
+std::int32_t ParseSigned(const char* what, const std::string& text, std::int32_t least, std::int32_t most);
+
+/// "on" or "off".
+bool ParseOn(const std::string& text);
+
+/// Bytes, each as two hexadecimal digits; at least one. Throws BadText, which names them as `what`.
+std::string ParseHex(const char* what, const std::string& text);
+
+/// The position of `text` among the words that may stand there. Throws BadText, which names them.
+std::size_t Choose(const std::string& text, std::initializer_list<const char*> choices);
+
+/// Splits at blanks into at most `most` pieces; the last one takes the rest, blanks inside it included.
+std::vector<std::string> SplitWords(const std::string& line, std::size_t most);
 
 }  // namespace sim

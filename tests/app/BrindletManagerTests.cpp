@@ -11,6 +11,7 @@
 #include "CapturedLog.h"
 #include "EventLoop.h"
 #include "RegisterAccesses.h"
+#include "TalvoRouterComms.h"
 #include "TransactionWord.h"
 
 using TalvoBrindlet::BrindletManager;
@@ -31,7 +32,15 @@ class Controller : public testing::Test {
     void Start() {
         mManager = std::make_unique<BrindletManager>(mIo, mBoard, mFolder.Path());
         mManager->Initialise();
-        mManager->ConfigureForMode();
+        mBoard.Links().SetLink(0, {true, 1, 1, {}, 3, {}});
+        mBoard.Links().SetLink(1, {true, 1, 1, {}, 2, {}});
+        RouterPorts ports;
+        ports.mIo = 0;
+        ports.mMaster = 0;
+        ports.mInterfaces = {"brtest0", "brtest1"};
+        mComms = std::make_shared<TalvoRouterComms>(
+            mIo, [] { return 0UL; }, [] { return 0UL; }, 2, ports);
+        mManager->SetRouterComms(mComms);
         ASSERT_TRUE(RunUntil(mIo, [this] { return mBoard.Activity().mBusyWith.empty(); }));
     }
 
@@ -55,6 +64,7 @@ class Controller : public testing::Test {
     sim::Board mBoard{Settings()};
     boost::asio::io_service mIo;
     std::unique_ptr<BrindletManager> mManager;
+    std::shared_ptr<TalvoRouterComms> mComms;
 };
 
 }  // namespace

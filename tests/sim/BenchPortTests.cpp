@@ -6,7 +6,7 @@
 #include <future>
 #include <system_error>
 
-#include "BenchConnection.h"
+#include "LineConnection.h"
 #include "Board.h"
 #include "EventLoop.h"
 #include "EventLoopLink.h"
@@ -89,7 +89,7 @@ TEST_F(Bench, PutsLinesTogetherAndRepliesInOrder) {
 }
 
 TEST_F(Bench, EndsAConnectionWhoseLineNeverEnds) {
-    const std::string longest = "dip " + std::string(sim::BenchConnection::kMaxLine - 4, '1');
+    const std::string longest = "dip " + std::string(sim::LineConnection::kMaxLine - 4, '1');
     EXPECT_THAT(mClient.Ask(longest), StartsWith("error N '1111"));
     mClient.Send("dip 3\n" + longest + "1");
     EXPECT_EQ(mClient.ReadToEnd(), "ok\nerror the line is longer than 65536 bytes; the connection ends\n");
@@ -105,7 +105,7 @@ TEST_F(Bench, IsNotHeldUpByAClientThatNeverReads) {
 
 TEST_F(Bench, TurnsAwayOneClientTooMany) {
     std::vector<std::unique_ptr<LineClient>> clients;
-    for (unsigned n = 1; n < sim::BenchPort::kMaxClients; ++n) {
+    for (unsigned n = 1; n < sim::LineServer::kMaxClients; ++n) {
         clients.push_back(std::make_unique<LineClient>(PortNumber()));
         ASSERT_EQ(clients.back()->Ask("dip 1"), "ok");
     }

@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 
-#include "BenchText.h"
+#include "LineText.h"
 #include "OpenNode.h"
 #include "ScopedFolder.h"
 

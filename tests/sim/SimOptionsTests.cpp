@@ -2,7 +2,7 @@
 
 #include <gmock/gmock.h>
 
-#include "BenchText.h"
+#include "LineText.h"
 
 using testing::ElementsAre;
 using testing::FieldsAre;
@@ -24,7 +24,7 @@ TEST(SimOptions, AreTakenInBothFormsUpToTheDashes) {
          "--syncing", "--bench",    ":0",          "--",         "--dip",      "--",         "-l"});
     EXPECT_EQ(options.mRoot, "/tmp/r");
     EXPECT_EQ(options.mTrace, "a=b");
-    EXPECT_THAT(options.mBoard, FieldsAre(255U, 0xFFFFFFFFU, 0U, 7U, 0U, ElementsAre("000c", "0003"), true));
+    EXPECT_THAT(options.mBoard, FieldsAre(255U, 0xFFFFFFFFU, 0U, 7U, 0U, ElementsAre("000c", "0003"), true, testing::_));
     EXPECT_THAT(options.mBench, FieldsAre("127.0.0.1", 0));
     EXPECT_EQ(options.mApplication.back(), nullptr);
     const std::vector<std::string> application(options.mApplication.begin(), options.mApplication.end() - 1);
