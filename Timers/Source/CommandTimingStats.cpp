@@ -29,8 +29,8 @@ void Raise(std::uint32_t& maximum, std::uint32_t value) {
 }  // namespace
 
 CommandTimingStats& CommandTimingStats::Instance() {
-    static auto* const instance = new CommandTimingStats;
-    return *instance;
+    static CommandTimingStats& instance = *new CommandTimingStats;
+    return instance;
 }
 
 CommandTimingStats::CommandTimingStats()

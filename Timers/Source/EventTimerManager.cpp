@@ -30,8 +30,8 @@ timeval FromWhen(const EventTimerImpl& timer, const timeval& pass) {
 
 EventTimerManager& EventTimerManager::Instance() {
     // Timers may be cancelled by objects that end with the process.
-    static auto* const instance = new EventTimerManager;
-    return *instance;
+    static EventTimerManager& instance = *new EventTimerManager;
+    return instance;
 }
 
 EventTimerProxy EventTimerManager::CreateTimer(const std::string& name, IEventTimerHandler* handler,
