@@ -1,0 +1,223 @@
+#include <arpa/inet.h>
+#include <gmock/gmock.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <sstream>
+
+#include "AddressPlan.h"
+#include "Bytes.h"
+#include "CapturedLog.h"
+#include "EventLoop.h"
+#include "NetlinkSender.h"
+#include "RemoteDevice.h"
+#include "TalvoRouterLinkManager.h"
+
+using testing::ElementsAre;
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
+
+namespace {
+
+/// Its addresses are 127.0.x.y, which this machine has.
+constexpr std::uint32_t kLoopbackHid = 0x3F800;
+
+/// The far end of a link, on an address of this machine.
+class FarEnd {
+  public:
+    FarEnd(const char* local, std::uint16_t port)
+        : mDescriptor(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
+        const sockaddr_in address = AddressOf(local, port);
+        EXPECT_EQ(bind(mDescriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    }
+    ~FarEnd() { close(mDescriptor); }
+    FarEnd(const FarEnd&) = delete;
+    FarEnd& operator=(const FarEnd&) = delete;
+
+    std::uint16_t Port() const {
+        sockaddr_in address{};
+        socklen_t size = sizeof address;
+        getsockname(mDescriptor, reinterpret_cast<sockaddr*>(&address), &size);
+        return ntohs(address.sin_port);
+    }
+
+    void Send(const char* to, std::uint16_t port, const std::string& bytes) const {
+        const sockaddr_in address = AddressOf(to, port);
+        sendto(mDescriptor, bytes.data(), bytes.size(), 0, reinterpret_cast<const sockaddr*>(&address),
+               sizeof address);
+    }
+
+    /// A datagram that comes within `wait`, in hexadecimal; "" for none.
+    std::string Receive(std::chrono::milliseconds wait) const {
+        pollfd waiting{mDescriptor, POLLIN, 0};
+        char bytes[100];
+        if (poll(&waiting, 1, static_cast<int>(wait.count())) <= 0) {
+            return {};
+        }
+        return HexOf(std::string(bytes, static_cast<std::size_t>(recv(mDescriptor, bytes, sizeof bytes, 0))));
+    }
+
+  private:
+    static sockaddr_in AddressOf(const char* dotted, std::uint16_t port) {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_port = htons(port);
+        inet_pton(AF_INET, dotted, &address.sin_addr);
+        return address;
+    }
+
+    int mDescriptor;
+};
+
+class LinkManager : public testing::Test {
+  protected:
+    void SetUp() override {
+        mPorts.mInterfaces = {"brtest0", "brtest1"};
+        mPorts.mSettling = 0ms;
+        mPorts.mHeartbeatsIn = FarEnd("127.0.9.1", 0).Port();
+        mPorts.mHeartbeatsOut = mFarEnd.Port();
+        mManager = std::make_unique<TalvoRouterLinkManager>(
+            mIo, [] { return 0x11223344UL; }, [] { return 0x1F2AUL; }, 2, mPorts);
+        mManager->Changed().connect([this](unsigned char port, unsigned long local, unsigned char type,
+                                           unsigned long remote, unsigned long hid) {
+            std::ostringstream text;
+            text << int{port} << std::hex << " " << local << " " << int{type} << " " << ntohl(remote) << " "
+                 << hid;
+            mChanges.push_back(text.str());
+        });
+        if (!RunUntil(mIo, [this] { return mLog.Count("Scanning...") == 1; }) ||
+            !Report({0, kLoopbackHid, 9, 0, 8, 3})) {
+            GTEST_SKIP() << "no right to send netlink datagrams";
+        }
+    }
+
+    bool Report(const std::vector<std::optional<std::uint32_t>>& values) const {
+        return mNetlink.Send(NetlinkSender::Report(values));
+    }
+
+    void Beat(const char* bytes) const { mFarEnd.Send("127.0.9.1", mPorts.mHeartbeatsIn, BytesOf(bytes)); }
+
+    /// Sends heartbeats, all the time, until `done` holds.
+    template <class Predicate>
+    bool BeatUntil(const char* bytes, const Predicate& done) {
+        auto next = Clock::now();
+        return RunUntil(mIo, [&] {
+            if (Clock::now() >= next) {
+                Beat(bytes);
+                next += 50ms;
+            }
+            return done();
+        });
+    }
+
+    CapturedLog mLog;
+    boost::asio::io_service mIo;
+    RouterPorts mPorts;
+    FarEnd mFarEnd{"127.0.9.254", 0};
+    NetlinkSender mNetlink;
+    std::vector<std::string> mChanges;
+    std::unique_ptr<TalvoRouterLinkManager> mManager;
+};
+
+constexpr const char* kBeat = "67450000 01000000 00000000";
+
+}  // namespace
+
+TEST(AddressPlan, GivesBothEndsOfALinkTheirAddresses) {
+    const struct {
+        unsigned mLink;
+        std::uint32_t mHid;
+        std::uint32_t mPort;
+        std::uint32_t mLocal;
+        std::uint32_t mRemote;
+    } rows[] = {
+        {0, 0x5000, 2, 0x0A000201, 0x0A0002FE},
+        {1, 0x5000, 2, 0x0A002202, 0x0A0022FE},
+        {1, 1, 2, 0x2202, 0x22FE},
+        {0, 0xFFFFFFFE, 0xFFFFFF, 0xFFFFFF01, 0xFFFFFFFE},
+    };
+    for (const auto& row : rows) {
+        const LinkAddresses plan = PlanAddresses(row.mLink, row.mHid, row.mPort);
+        EXPECT_EQ(plan.mLocal, row.mLocal);
+        EXPECT_EQ(plan.mRemote, row.mRemote);
+    }
+}
+
+TEST(RemoteDevices, AreReportedByTheirTypeAndLostOnce) {
+    using Change = RemoteDevice::Change;
+    RemoteDevice device;
+    EXPECT_EQ(device.OnSilence(), Change::None);
+    EXPECT_EQ(device.OnHeartbeat(7, 1), Change::Found);
+    EXPECT_EQ(device.OnHeartbeat(7, 1), Change::None);
+    EXPECT_EQ(device.OnHeartbeat(7, 3), Change::Remembered);
+    EXPECT_EQ(device.OnHeartbeat(7, 6), Change::Found);
+    EXPECT_EQ(device.OnSilence(), Change::Lost);
+    EXPECT_EQ(device.OnSilence(), Change::None);
+    EXPECT_EQ(device.OnHeartbeat(7, 5), Change::Found);
+}
+
+TEST_F(LinkManager, SpeaksOnlyWhenSpokenToAndLosesASilentRouterOnce) {
+    ASSERT_TRUE(RunUntil(mIo, [this] { return mManager->GetLocalIp(0) != 0; }));
+    EXPECT_EQ(mManager->GetLocalIp(0), 0x7F000901U);
+    EXPECT_EQ(mManager->GetRemoteIp(0), 0x7F0009FEU);
+    EXPECT_EQ(mManager->GetAdmaEndpointId(0, 0s), 3U);
+    EXPECT_EQ(mManager->GetAdmaEndpointId(1, 0s), 0U);
+    EXPECT_EQ(mFarEnd.Receive(400ms), "") << "the device never speaks first";
+
+    ASSERT_TRUE(BeatUntil(kBeat, [this] { return !mChanges.empty(); }));
+    EXPECT_TRUE(mManager->IsHeartbeatSeen(0));
+    EXPECT_EQ(mFarEnd.Receive(2s),
+              "2a1f0000"
+              "02000000"
+              "44332211");
+    mManager->SetPaused(true);
+    ASSERT_TRUE(BeatUntil(kBeat, [this] { return mLog.Count("Heartbeat is paused.\n") > 0; }));
+
+    // Datagrams of other sizes are no heartbeats, however many come.
+    Beat(kBeat);
+    const auto last = Clock::now();
+    ASSERT_TRUE(BeatUntil("6745", [this] { return mChanges.size() > 1; }));
+    EXPECT_LT(Clock::now() - last, 1500ms);
+    EXPECT_THAT(mChanges, ElementsAre("0 7f000901 1 7f0009fe 4567", "0 7f000901 1 0 4567"));
+    EXPECT_FALSE(mManager->IsHeartbeatSeen(0));
+    ASSERT_TRUE(BeatUntil(kBeat, [this] { return mChanges.size() == 3; })) << "found anew";
+    EXPECT_EQ(mLog.Count("Remote device lost: 127.0.9.254\n"), 1U);
+}
+
+TEST_F(LinkManager, GivesALinkItsAddressAnewWhenItComesBack) {
+    const std::string setIp = "Set IP Cmd: ifconfig brtest0 127.0.9.1 netmask 255.255.255.0\n";
+    ASSERT_TRUE(BeatUntil(kBeat, [this] { return mChanges.size() == 1; }));
+    ASSERT_TRUE(Report({0, kLoopbackHid, 9, 0}));
+    ASSERT_TRUE(Report({0, LinkReport::kLinkDown, 9, 4}));
+    ASSERT_TRUE(RunUntil(mIo, [this] { return mChanges.size() == 2; })) << "lost at once";
+    EXPECT_EQ(mLog.Count(setIp), 1U) << "a repeated report changes nothing";
+    EXPECT_EQ(mLog.Count("Bring up Cmd"), 0U) << "the flag says no";
+    ASSERT_TRUE(Report({0, LinkReport::kLinkDown, 9, 0}));
+    ASSERT_TRUE(RunUntil(mIo, [this] { return mLog.Count("Bring up Cmd: ifconfig brtest0 up\n") == 1; }));
+    ASSERT_TRUE(Report({0, kLoopbackHid, 9, 0}));
+    ASSERT_TRUE(BeatUntil(kBeat, [this] { return mChanges.size() == 3; }));
+    EXPECT_EQ(mLog.Count(setIp), 2U);
+    ASSERT_TRUE(Report({0, kLoopbackHid, 10, 0}));
+    ASSERT_TRUE(RunUntil(mIo, [this] { return mManager->GetLocalIp(0) == 0x7F000A01; }));
+    EXPECT_EQ(mLog.Count("HB receiving thread (Port 0) still running on new link, forcibly joinning\n"), 1U);
+}
+
+TEST_F(LinkManager, EndsAtOnceWhateverItWaitsFor) {
+    ASSERT_TRUE(BeatUntil(kBeat, [this] { return mChanges.size() == 1; }));
+    const auto begin = Clock::now();
+    mManager.reset();
+    EXPECT_LT(Clock::now() - begin, 900ms);
+    mIo.restart();
+    mIo.poll();
+    EXPECT_EQ(mChanges.size(), 2U) << "the loss is told";
+}
+
+TEST_F(LinkManager, RefusesLinksThatAreNone) {
+    EXPECT_EQ(mManager->GetLocalIp(2), 0U);
+    EXPECT_FALSE(mManager->IsHeartbeatSeen(7));
+    EXPECT_EQ(mManager->GetAdmaEndpointId(2, 0s), 0U);
+    EXPECT_EQ(mLog.Count("Invalid port number 2, must be in the range [0,2)\n"), 1U);
+    EXPECT_EQ(mLog.Count("Port < mFsiInfo.size()"), 1U);
+}
