@@ -10,6 +10,8 @@
 #include <chrono>
 #include <stdexcept>
 
+#include "Tool.h"
+
 namespace {
 
 constexpr auto kPatience = std::chrono::seconds(20);
@@ -29,28 +31,37 @@ bool PollUntil(const Predicate& done) {
     return true;
 }
 
+std::vector<std::string> WithProgram(const std::string& program, const std::vector<std::string>& arguments) {
+    std::vector<std::string> words{std::string(BRINDLET_BIN_DIR) + "/" + program};
+    words.insert(words.end(), arguments.begin(), arguments.end());
+    return words;
+}
+
 }  // namespace
 
 Process::Process(const ScopedFolder& folder, const std::string& program,
                  const std::vector<std::string>& arguments)
-    : mOutput(folder / (program + ".out")), mErrors(folder / (program + ".err")) {
-    const std::string path = std::string(BRINDLET_BIN_DIR) + "/" + program;
-    std::vector<std::string> words{path};
-    words.insert(words.end(), arguments.begin(), arguments.end());
-    std::vector<char*> pointers;
-    pointers.reserve(words.size() + 1);
-    for (std::string& word : words) {
-        pointers.push_back(word.data());
-    }
-    pointers.push_back(nullptr);
+    : Process(folder, program, WithProgram(program, arguments), {}) {}
+
+Process::Process(const ScopedFolder& folder, const std::string& name, std::vector<std::string> words,
+                 const Streams& streams)
+    : mOutput(folder / (name + ".out")), mErrors(folder / (name + ".err")) {
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, 1, mOutput.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    if (streams.mInput >= 0) {
+        posix_spawn_file_actions_adddup2(&actions, streams.mInput, 0);
+    }
+    if (streams.mOutput >= 0) {
+        posix_spawn_file_actions_adddup2(&actions, streams.mOutput, 1);
+    } else {
+        posix_spawn_file_actions_addopen(&actions, 1, mOutput.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    }
     posix_spawn_file_actions_addopen(&actions, 2, mErrors.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    const int error = posix_spawn(&mPid, path.c_str(), &actions, nullptr, pointers.data(), environ);
+    const int error =
+        posix_spawnp(&mPid, words[0].c_str(), &actions, nullptr, Pointers(words).data(), environ);
     posix_spawn_file_actions_destroy(&actions);
     if (error != 0) {
-        throw std::runtime_error("cannot run " + path);
+        throw std::runtime_error("cannot run " + words[0]);
     }
 }
 
@@ -87,6 +98,18 @@ std::string Process::WaitForOutput(const std::string& text) {
 
 void Process::Signal(int signal) const {
     kill(mPid, signal);
+}
+
+Process::Holdings Process::Usage() const {
+    const std::string folder = "/proc/" + std::to_string(mPid);
+    Holdings holdings;
+    for ([[maybe_unused]] const auto& entry : boost::filesystem::directory_iterator(folder + "/fd")) {
+        ++holdings.mDescriptors;
+    }
+    const std::string status = ContentOf(folder + "/status");
+    const std::string key = "VmRSS:";
+    holdings.mResidentKib = std::stol(status.substr(status.find(key) + key.size()));
+    return holdings;
 }
 
 int Process::WaitForEnd() {

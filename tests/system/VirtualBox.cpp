@@ -4,6 +4,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <stdexcept>
 
 ListeningSocket::ListeningSocket() : mDescriptor(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
@@ -42,6 +43,10 @@ void VirtualBox::Start() {
     mShellPort = FreePort();
     std::vector<std::string> arguments{"--root", mFolder / "root", "--bench", "127.0.0.1:0"};
     arguments.insert(arguments.end(), mOptions.begin(), mOptions.end());
+    if (std::find(mOptions.begin(), mOptions.end(), "--link0") == mOptions.end()) {
+        // Or the box would wait for its link driver, two seconds for each link.
+        arguments.insert(arguments.end(), {"--link0", "up 1 1 adma 3", "--link1", "up 1 1 adma 2"});
+    }
     arguments.insert(arguments.end(), {"--", "--telnet", "127.0.0.1:" + std::to_string(mShellPort)});
     mApp = std::make_unique<Process>(mFolder, "brindlet-sim", arguments);
     const std::string bench = mApp->WaitForOutput("bench: ");
