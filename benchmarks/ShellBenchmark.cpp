@@ -1,8 +1,4 @@
 #include <benchmark/benchmark.h>
-#include <fcntl.h>
-#include <pthread.h>
-#include <sched.h>
-#include <unistd.h>
 
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/io_service.hpp>
@@ -11,7 +7,6 @@
 #include <boost/asio/streambuf.hpp>
 #include <boost/asio/write.hpp>
 #include <cstdint>
-#include <cstdio>
 #include <functional>
 #include <memory>
 #include <string>
@@ -22,6 +17,7 @@
 #include "Audit.h"
 #include "CommandLine.h"
 #include "Node.h"
+#include "Quiet.h"
 #include "RemoteAuditor.h"
 
 // What a typed command costs from the client's line to its reply, against its floor: the same client and an
@@ -33,44 +29,6 @@ namespace {
 using boost::asio::ip::tcp;
 
 const tcp::endpoint kFreePort(boost::asio::ip::address_v4::loopback(), 0);
-
-/// Keeps this thread, and those that it starts, on the core on which it runs now, as long as it lives.
-class OneCore {
-  public:
-    OneCore() {
-        pthread_getaffinity_np(pthread_self(), sizeof mFormer, &mFormer);
-        cpu_set_t here;
-        CPU_ZERO(&here);
-        CPU_SET(sched_getcpu(), &here);
-        pthread_setaffinity_np(pthread_self(), sizeof here, &here);
-    }
-    ~OneCore() { pthread_setaffinity_np(pthread_self(), sizeof mFormer, &mFormer); }
-    OneCore(const OneCore&) = delete;
-    OneCore& operator=(const OneCore&) = delete;
-
-  private:
-    cpu_set_t mFormer{};
-};
-
-/// Sends standard output, where the log prints, to nowhere while it lives.
-class QuietOutput {
-  public:
-    QuietOutput() : mFormer((std::fflush(stdout), dup(STDOUT_FILENO))) {
-        const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
-        dup2(nowhere, STDOUT_FILENO);
-        close(nowhere);
-    }
-    ~QuietOutput() {
-        std::fflush(stdout);
-        dup2(mFormer, STDOUT_FILENO);
-        close(mFormer);
-    }
-    QuietOutput(const QuietOutput&) = delete;
-    QuietOutput& operator=(const QuietOutput&) = delete;
-
-  private:
-    int mFormer;
-};
 
 /// Types `hid` and waits for the line that comes back, over and over.
 void MeasureRoundTrips(benchmark::State& state, std::uint16_t port, const std::string& greetingEnd) {

@@ -9,7 +9,7 @@ build_packages=(
     libboost-dev libboost-filesystem-dev libboost-program-options-dev libboost-system-dev
     libtinyxml-dev libnl-3-dev libnl-genl-3-dev
     libgtest-dev libgmock-dev libbenchmark-dev
-    gzip net-tools
+    gzip net-tools iproute2 util-linux mount socat
 )
 full_packages=(clang-format clang-tidy shellcheck)
 

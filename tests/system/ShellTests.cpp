@@ -55,7 +55,7 @@ TEST(Shell, HelpsWithEveryCommandItLists) {
         box.Shell().ReadLine();
         ++commands;
     }
-    EXPECT_EQ(commands, 25U);
+    EXPECT_EQ(commands, 29U);
     EXPECT_THAT(listing, StartsWith("adcrst                Reset ADC\n"));
 }
 
