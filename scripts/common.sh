@@ -79,3 +79,13 @@ build() {
         quietly "$folder/build.log" ninja -C "$folder" -j "$jobs" --quiet "$@"
     fi
 }
+
+# without_scatter COMMAND...: the sanitizers' shadow memory has no room where the kernel scatters a process's mappings
+# too widely.
+without_scatter() {
+    if setarch -R true 2>/dev/null; then
+        setarch -R "$@"
+    else
+        "$@"
+    fi
+}

@@ -11,7 +11,7 @@ build_packages=(
     libgtest-dev libgmock-dev libbenchmark-dev
     gzip net-tools iproute2 util-linux mount socat
 )
-full_packages=(clang-format clang-tidy shellcheck)
+full_packages=(clang clang-format clang-tidy libclang-rt-14-dev shellcheck)
 
 # Breakpad is not in Debian. Its source tree travels inside this package of the npm registry.
 minidump_version=0.26.0

@@ -182,7 +182,7 @@ std::string VirtualRouter::ReadLine() {
         }
         mInput += piece;
     }
-    const std::string line = mInput.substr(0, end);
+    std::string line = mInput.substr(0, end);
     mInput.erase(0, end + 1);
     return line;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <vector>
@@ -37,10 +38,13 @@ class LinkDriverClient {
     /// out of range is logged and passed over, and so is what can't be parsed.
     bool Receive(std::vector<LinkReport>& reports);
 
+    /// What Receive does with a datagram's bytes, once it has them. `datagram` is aligned as a word is.
+    void Parse(unsigned char* datagram, std::size_t size, std::vector<LinkReport>& reports);
+
   private:
     void Subscribe();
     void Query(int family, unsigned link);
-    void Parse(nlmsghdr& message, std::vector<bool>& touched);
+    void ParseMessage(nlmsghdr& message, std::vector<bool>& touched);
 
     nl_sock* mSocket;
     std::vector<LinkReport> mLast;  ///< by link

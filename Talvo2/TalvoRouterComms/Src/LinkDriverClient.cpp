@@ -22,15 +22,14 @@ constexpr const char* kGroup = "notify";
 constexpr int kVersion = 1;
 constexpr int kQueryLink = 1;
 
-enum Attribute : int {
-    kIndex = 1,
-    kHid,
-    kPort,
-    kFlags,
-    kFsiId,
-    kAdmaEndpointId,
-    kLastAttribute = kAdmaEndpointId
-};
+// The attributes of a report.
+constexpr int kIndex = 1;
+constexpr int kHid = 2;
+constexpr int kPort = 3;
+constexpr int kFlags = 4;
+constexpr int kFsiId = 5;
+constexpr int kAdmaEndpointId = 6;
+constexpr int kLastAttribute = kAdmaEndpointId;
 
 using Attributes = std::array<nlattr*, kLastAttribute + 1>;
 
@@ -120,26 +119,33 @@ bool LinkDriverClient::Receive(std::vector<LinkReport>& reports) {
     if (size <= 0) {
         return false;
     }
+    Parse(buffer, static_cast<std::size_t>(size), reports);
+    return true;
+}
+
+void LinkDriverClient::Parse(unsigned char* datagram, std::size_t size, std::vector<LinkReport>& reports) {
+    reports.clear();
     std::vector<bool> touched(mLast.size(), false);
-    int left = size;
-    for (auto* message = reinterpret_cast<nlmsghdr*>(buffer); nlmsg_ok(message, left) != 0;
+    int left = static_cast<int>(size);
+    for (auto* message = reinterpret_cast<nlmsghdr*>(datagram); nlmsg_ok(message, left) != 0;
          message = nlmsg_next(message, &left)) {
-        Parse(*message, touched);
+        ParseMessage(*message, touched);
     }
     for (std::size_t link = 0; link < mLast.size(); ++link) {
         if (touched[link]) {
             reports.push_back(mLast[link]);
         }
     }
-    return true;
 }
 
-void LinkDriverClient::Parse(nlmsghdr& message, std::vector<bool>& touched) {
+void LinkDriverClient::ParseMessage(nlmsghdr& message, std::vector<bool>& touched) {
     static const auto kPolicy = MakePolicy();
     if (message.nlmsg_type == NLMSG_ERROR) {
         const bool isWhole = message.nlmsg_len >= NLMSG_LENGTH(sizeof(nlmsgerr));
         const int code = isWhole ? static_cast<const nlmsgerr*>(nlmsg_data(&message))->error : 0;
-        AUDIT(Feature::CommsDebug, "Error reply returned: %s\n", std::strerror(-code));
+        // The lowest number of all has no negative of its own type.
+        AUDIT(Feature::CommsDebug, "Error reply returned: %s\n",
+              std::strerror(static_cast<int>(0U - static_cast<unsigned>(code))));
         return;
     }
     if (message.nlmsg_type < NLMSG_MIN_TYPE) {
