@@ -17,6 +17,7 @@
 #include <array>
 #include <atomic>
 #include <chrono>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -93,7 +94,7 @@ class HeartbeatWatch {
             return false;
         }
         std::memcpy(&ip, packet, sizeof ip);
-        std::memcpy(&udp, packet + ip.ihl * 4, sizeof udp);
+        std::memcpy(&udp, packet + std::size_t{ip.ihl} * 4, sizeof udp);
         return ip.protocol == IPPROTO_UDP && ntohs(udp.dest) == kHeartbeatPort;
     }
 
@@ -164,7 +165,7 @@ void Print(const char* what, std::vector<double> times) {
     constexpr double kPercentile = 0.99;
     std::sort(times.begin(), times.end());
     const auto at = [&times](double part) {
-        return times[static_cast<std::size_t>(part * static_cast<double>(times.size() - 1) + 0.5)];
+        return times[static_cast<std::size_t>(std::lround(part * static_cast<double>(times.size() - 1)))];
     };
     std::printf("%-20s minimum %7.1f  median %7.1f  99th percentile %7.1f  maximum %7.1f ms\n", what, at(0),
                 at(0.5), at(kPercentile), at(1));

@@ -25,14 +25,14 @@ constexpr std::uint32_t kProcessBits = 0x3FFFFF;  ///< of a socket's address, th
 constexpr std::uint16_t kMessageType = 0x10;
 constexpr std::uint32_t kDownHid = 0xFFFFFFFF;
 
-enum Attribute : std::uint16_t { kIndex = 1, kHid, kPort, kFlags, kFsi, kAdma };
+enum class Attribute : std::uint16_t { Index = 1, Hid, Port, Flags, Fsi, Adma };
 
 std::uint32_t ProcessPart() {
     return static_cast<std::uint32_t>(::getpid()) & kProcessBits;
 }
 
 void AppendAttribute(std::string& message, Attribute type, std::uint32_t value) {
-    const nlattr header{NLA_HDRLEN + sizeof value, type};
+    const nlattr header{NLA_HDRLEN + sizeof value, static_cast<std::uint16_t>(type)};
     message.append(reinterpret_cast<const char*>(&header), sizeof header);
     message.append(reinterpret_cast<const char*>(&value), sizeof value);
 }
@@ -47,14 +47,14 @@ std::string ReportOf(unsigned link, const LinkSpec& spec) {
     std::string message(sizeof(nlmsghdr), '\0');
     const genlmsghdr generic{1, 1, 0};
     message.append(reinterpret_cast<const char*>(&generic), sizeof generic);
-    AppendAttribute(message, kIndex, link);
-    AppendAttribute(message, kHid, spec.mUp ? spec.mHid : kDownHid);
+    AppendAttribute(message, Attribute::Index, link);
+    AppendAttribute(message, Attribute::Hid, spec.mUp ? spec.mHid : kDownHid);
     if (spec.mUp) {
-        AppendAttribute(message, kPort, spec.mPort);
+        AppendAttribute(message, Attribute::Port, spec.mPort);
     }
-    AppendIfGiven(message, kFlags, spec.mFlags);
-    AppendIfGiven(message, kFsi, spec.mFsi);
-    AppendIfGiven(message, kAdma, spec.mAdma);
+    AppendIfGiven(message, Attribute::Flags, spec.mFlags);
+    AppendIfGiven(message, Attribute::Fsi, spec.mFsi);
+    AppendIfGiven(message, Attribute::Adma, spec.mAdma);
     nlmsghdr header{};
     header.nlmsg_len = static_cast<std::uint32_t>(message.size());
     header.nlmsg_type = kMessageType;

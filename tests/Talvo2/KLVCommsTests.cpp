@@ -125,6 +125,25 @@ TEST_F(Comms, KeepsSimulatedBoxesApart) {
     EXPECT_THAT(mChanges, ElementsAre());
 }
 
+TEST_F(Comms, ForgetsAStreamWhateverItsPortsAre) {
+    {
+        // A router's own port may be the updater's number.
+        const RawTcpClient router(mComms->IoPort(), "127.0.0.2", Ports().mUpdater);
+        ASSERT_TRUE(AwaitChanges(1));
+    }
+    ASSERT_TRUE(AwaitChanges(2));
+    EXPECT_FALSE(mComms->IsConnected(1, StreamType::Local));
+    EXPECT_FALSE(mComms->SendCmdToPort(IoSyncFail(), 1));
+}
+
+TEST_F(Comms, KeepsNoMoreThanSomeStreamsWithoutAPlace) {
+    std::vector<std::unique_ptr<RawTcpClient>> boxes;
+    for (std::size_t i = 0; i <= TalvoKLVComms::kMaxOutside; ++i) {
+        boxes.push_back(Dial(mComms->IoPort(), "127.0.0.1"));
+    }
+    EXPECT_TRUE(boxes.front()->AwaitEnd());
+}
+
 TEST_F(Comms, DeliversAFloodInOrderAndHoldsItsSourceBack) {
     constexpr std::uint32_t kCommands = 25000;
     std::vector<std::uint32_t> heard;

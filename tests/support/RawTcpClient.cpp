@@ -24,15 +24,16 @@ sockaddr_in AddressOf(const char* dotted, std::uint16_t port) {
 
 }  // namespace
 
-RawTcpClient::RawTcpClient(std::uint16_t port, const char* localAddress)
+RawTcpClient::RawTcpClient(std::uint16_t port, const char* localAddress, std::uint16_t localPort)
     : mDescriptor(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
     const timeval patience{kPatienceSeconds, 0};
     setsockopt(mDescriptor, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
     setsockopt(mDescriptor, SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience);
     const int on = 1;
     setsockopt(mDescriptor, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    setsockopt(mDescriptor, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
     if (localAddress != nullptr) {
-        const sockaddr_in local = AddressOf(localAddress, 0);
+        const sockaddr_in local = AddressOf(localAddress, localPort);
         if (bind(mDescriptor, reinterpret_cast<const sockaddr*>(&local), sizeof local) != 0) {
             throw std::runtime_error("cannot bind");
         }

@@ -6,8 +6,10 @@
 /// A bare TCP client with ten seconds' patience, for bytes that no honest peer sends. One thread.
 class RawTcpClient {
   public:
-    /// Connects to 127.0.0.1, from `localAddress` where one is given. Throws where that fails.
-    explicit RawTcpClient(std::uint16_t port, const char* localAddress = nullptr);
+    /// Connects to 127.0.0.1, from `localAddress` where one is given, and from `localPort` where it isn't 0.
+    /// Throws where that fails.
+    explicit RawTcpClient(std::uint16_t port, const char* localAddress = nullptr,
+                          std::uint16_t localPort = 0);
     ~RawTcpClient();
     RawTcpClient(const RawTcpClient&) = delete;
     RawTcpClient& operator=(const RawTcpClient&) = delete;

@@ -20,8 +20,6 @@ namespace {
 const RouterSeat kPrimary{0, 0x5000, 2};
 const RouterSeat kSecondary{1, 0x5000, 2};
 
-constexpr const char* kSwap = "7b03002804000000ffffffff";
-
 std::string HeaderOf(std::uint32_t length) {
     std::string header = BytesOf("7b030028");
     for (int shift = 0; shift < 32; shift += 8) {
@@ -185,9 +183,9 @@ TEST_F(RouterLinks, StayInStepWhateverARouterSends) {
         {"a value that is too short", {"raw 7b03002802000000ffff"}, false},
         {"a value that is too long", {"raw 7b03002806000000ffffffffabcd"}, false},
         {"the longest message of the ring",
-         {"raw " + HeaderOf(241648) + std::string(2 * 241648, '0')},
+         {"raw " + HeaderOf(241648) + std::string(std::size_t{2} * 241648, '0')},
          false},
-        {"a longer one", {"raw " + HeaderOf(241649) + std::string(2 * 241649, '0')}, false},
+        {"a longer one", {"raw " + HeaderOf(241649) + std::string(std::size_t{2} * 241649, '0')}, false},
         {"half a message, and the end", {"raw 7b030028040000", "disconnect", "connect"}, false},
         {"gigabytes announced", {"raw 7b030028ffffffff"}, true},
         {"noise", {"raw " + HexOf("GET / HTTP/1.1\r\n\r\n and much more of the like")}, true},
@@ -199,7 +197,8 @@ TEST_F(RouterLinks, StayInStepWhateverARouterSends) {
         }
         EXPECT_TRUE(Serves(1)) << row.mName;
         if (row.mEndsStream) {
-            Await([&] { return State(0); }, "\"connected\":false");
+            EXPECT_THAT(Await([&] { return State(0); }, "\"connected\":false"), HasSubstr("false"))
+                << row.mName;
         }
         EXPECT_TRUE(Serves(0)) << row.mName;
         EXPECT_THAT(mBox->Shell().Ask("t2avail"), EndsWith("T2 Pri Link,  T2 Sec Link")) << row.mName;

@@ -16,7 +16,7 @@ class ActiveLink {
         bool mIsAnnounced = false;  ///< to be told to the router on the active link
     };
 
-    int Get() const { return mActive; }
+    int Get() const { return mActivePort; }
 
     /// Whether the router on a link wants the box.
     bool IsRouterActive(int link) const { return mRouterActive[static_cast<std::size_t>(link)]; }
@@ -43,6 +43,6 @@ class ActiveLink {
     Outcome Claim(int link);
     int AfterLoss(int link, bool otherIsUp) const;
 
-    std::atomic<int> mActive{kNoLink};
+    std::atomic<int> mActivePort{kNoLink};
     std::array<std::atomic<bool>, kRouterLinks> mRouterActive{};
 };

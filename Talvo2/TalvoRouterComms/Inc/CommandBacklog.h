@@ -14,7 +14,7 @@ class Socket;
 class CommandBacklog : public std::enable_shared_from_this<CommandBacklog> {
   public:
     static constexpr std::size_t kMaxCommands = 10000;
-    static constexpr std::size_t kMaxBytes = 16 * 1024 * 1024;  ///< as the messages were on the wire
+    static constexpr std::size_t kMaxBytes = 0x1000000;  ///< as the messages were on the wire
 
     /// The place of one command in a backlog, given back when it goes.
     class Ticket {

@@ -43,10 +43,12 @@ class LinkDriverClient {
 
   private:
     void Subscribe();
-    void Query(int family, unsigned link);
+    void QueryAll();
+    void Query(unsigned link);
     void ParseMessage(nlmsghdr& message, std::vector<bool>& touched);
 
     nl_sock* mSocket;
+    int mFamily = 0;                ///< the driver's; 0 or less while there is none
     std::vector<LinkReport> mLast;  ///< by link
     std::uint32_t mIndex;           ///< of the message before
 };

@@ -6,6 +6,7 @@
 #include <list>
 #include <memory>
 #include <mutex>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -55,8 +56,8 @@ class TalvoKLVComms : public iRouterKLVComms {
     StreamType GetStreamType(const TalvoKLVStream& stream) const override;
     std::uint32_t GetPortIp(unsigned port) const override;
 
-    /// Simulated boxes kept at a time; one more ends the oldest.
-    static constexpr std::size_t kMaxSimulatedStreams = 16;
+    /// Streams of simulated boxes, and as many that fit no link, kept at a time; one more ends the oldest.
+    static constexpr std::size_t kMaxOutside = 8;
 
   private:
     static constexpr std::size_t kStreamTypes = 3;
@@ -67,7 +68,9 @@ class TalvoKLVComms : public iRouterKLVComms {
     void StartConnecting(std::uint32_t ip, std::uint16_t port, bool dropAtClose);
     bool IsPort(unsigned port) const;
     void PutInPlace(TalvoKLVStream& stream, unsigned port, StreamType type);
-    void KeepSimulated(TalvoKLVStream& stream);
+    bool ClearPlace(const TalvoKLVStream& stream, const std::string& peer);
+    bool IsUpdater(const TalvoKLVStream& stream) const;
+    static void KeepOutside(TalvoKLVStream& stream, std::list<TalvoKLVStream*>& streams);
     TalvoKLVStream*& Place(unsigned port, StreamType type);
     void PostStreamChange(unsigned port, StreamType type, bool connected);
     void PostUpdaterConnected();
@@ -79,6 +82,7 @@ class TalvoKLVComms : public iRouterKLVComms {
     std::mutex mMutex;  ///< the streams, and each command's writing
     std::vector<LinkStreams> mStreams;
     std::list<TalvoKLVStream*> mSimulatedStreams;
+    std::list<TalvoKLVStream*> mStrayStreams;  ///< that fit no link
     StdoutLog mLog;
     TalvoKLVSocketHandler mHandler;  ///< before what its streams' ends touch
     std::atomic<bool> mRunning{true};

@@ -59,7 +59,7 @@ class TalvoRouterLinkManager {
 
     /// The link's address on the audio DMA, as the driver tells it: waits for it up to `timeout`. 0, and a
     /// log line, where it stays unknown.
-    std::uint32_t GetAdmaEndpointId(unsigned port, std::chrono::seconds timeout) const;
+    std::uint32_t GetAdmaEndpointId(unsigned port, std::chrono::milliseconds timeout) const;
 
     /// Stops and resumes the heartbeats.
     void SetPaused(bool paused) { mPaused = paused; }
@@ -76,6 +76,7 @@ class TalvoRouterLinkManager {
         std::optional<Clock::time_point> mSettled;  ///< when the interface's new address may be used
     };
 
+    void Stop();
     void RunScan();
     int ScanTimeoutMs() const;
     void HandleReport(const LinkReport& report);

@@ -18,35 +18,35 @@ ActiveLink::Outcome ActiveLink::OnStream(int link) {
 
 /// The first one to come has the box.
 ActiveLink::Outcome ActiveLink::Claim(int link) {
-    if (mActive != kNoLink) {
+    if (mActivePort != kNoLink) {
         return {};
     }
-    mActive = link;
+    mActivePort = link;
     return {true, true};
 }
 
 ActiveLink::Outcome ActiveLink::OnSwap(int link) {
-    mActive = link;
+    mActivePort = link;
     return {true, false};
 }
 
 ActiveLink::Outcome ActiveLink::OnFail(int link, bool otherIsUp) {
     mRouterActive[static_cast<std::size_t>(link)] = false;
-    if (mActive != link) {
+    if (mActivePort != link) {
         return {};
     }
-    mActive = AfterLoss(link, otherIsUp);
+    mActivePort = AfterLoss(link, otherIsUp);
     return {true, false};
 }
 
 ActiveLink::Outcome ActiveLink::OnLost(int link, bool otherIsUp) {
-    const bool isActive = mActive == link;
+    const bool isActive = mActivePort == link;
     const int next = AfterLoss(link, otherIsUp);
     mRouterActive[static_cast<std::size_t>(link)] = false;
     if (!isActive) {
         return {};
     }
-    mActive = next;
+    mActivePort = next;
     return {true, next != kNoLink};
 }
 

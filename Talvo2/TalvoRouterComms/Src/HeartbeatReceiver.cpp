@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <memory>
+#include <system_error>
 #include <utility>
 
 #include "Audit.h"
@@ -31,7 +32,11 @@ void HeartbeatReceiver::Restart(const LinkAddresses& addresses) {
         Stop();
     }
     mStop = false;
-    mThread = std::thread([this, addresses] { Run(addresses); });
+    try {
+        mThread = std::thread([this, addresses] { Run(addresses); });
+    } catch (const std::system_error& failure) {
+        AUDIT(Feature::Fault, "Unable to receive heartbeats of Link %u: %s\n", mLink, failure.what());
+    }
 }
 
 void HeartbeatReceiver::Stop() {

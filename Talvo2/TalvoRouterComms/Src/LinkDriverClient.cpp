@@ -83,25 +83,29 @@ int LinkDriverClient::GetFd() const {
 }
 
 void LinkDriverClient::Subscribe() {
-    const int family = genl_ctrl_resolve(mSocket, kFamily);
-    if (family <= 0) {
+    mFamily = genl_ctrl_resolve(mSocket, kFamily);
+    if (mFamily <= 0) {
         return;
     }
     const int group = genl_ctrl_resolve_grp(mSocket, kFamily, kGroup);
     if (group >= 0) {
         nl_socket_add_memberships(mSocket, group, 0);
     }
-    for (unsigned link = 0; link < mLast.size(); ++link) {
-        Query(family, link);
+    QueryAll();
+}
+
+void LinkDriverClient::QueryAll() {
+    for (unsigned link = 0; mFamily > 0 && link < mLast.size(); ++link) {
+        Query(link);
     }
 }
 
-void LinkDriverClient::Query(int family, unsigned link) {
+void LinkDriverClient::Query(unsigned link) {
     const std::unique_ptr<nl_msg, void (*)(nl_msg*)> message(nlmsg_alloc(), &nlmsg_free);
     if (message == nullptr) {
         return;
     }
-    genlmsg_put(message.get(), NL_AUTO_PORT, NL_AUTO_SEQ, family, 0, NLM_F_REQUEST | NLM_F_ECHO, kQueryLink,
+    genlmsg_put(message.get(), NL_AUTO_PORT, NL_AUTO_SEQ, mFamily, 0, NLM_F_REQUEST | NLM_F_ECHO, kQueryLink,
                 kVersion);
     nla_put_u32(message.get(), kIndex, link);
     nl_send_auto_complete(mSocket, message.get());
@@ -115,6 +119,7 @@ bool LinkDriverClient::Receive(std::vector<LinkReport>& reports) {
     const std::unique_ptr<unsigned char, void (*)(void*)> owner(buffer, &std::free);
     if (size < 0) {
         AUDIT(Feature::Fault, "Error receiving reply to netlink message: %s\n", nl_geterror(size));
+        QueryAll();  // reports may have been lost
     }
     if (size <= 0) {
         return false;

@@ -120,8 +120,8 @@ bool TalvoKLVComms::SendCmd(unsigned port, const DeskCommand& command, StreamTyp
     if (!IsPort(port)) {
         return false;
     }
-    AUDIT(Feature::CommsDebug, "TalvoKLVComms::SendCmd Port %u Cmd Id %u Stream Type %d\n", port,
-          command.mCommandId, static_cast<int>(type));
+    AUDIT(Feature::CommsDebug, "TalvoKLVComms::SendCmd Port %u Cmd Id %u Stream Type %s\n", port,
+          command.mCommandId, TypeName(type));
     TalvoKLVStream* const stream = Place(port, type);
     if (stream == nullptr) {
         AUDIT(Feature::Fault, "KLV stream NOT present at Port %u, send request ignored\r\n", port);
@@ -149,8 +149,8 @@ void TalvoKLVComms::Disconnect(unsigned port, StreamType type) {
     TalvoKLVStream* const stream = Place(port, type);
     if (stream == nullptr) {
         AUDIT(Feature::Information,
-              "TalvoKLVComms::Disconnect Stream not found marking as closed %u Stream Type %d\n", port,
-              static_cast<int>(type));
+              "TalvoKLVComms::Disconnect Stream not found marking as closed %u Stream Type %s\n", port,
+              TypeName(type));
         PostStreamChange(port, type, false);
         return;
     }
@@ -162,12 +162,12 @@ void TalvoKLVComms::AddStream(TalvoKLVStream& stream) {
     const std::lock_guard lock(mMutex);
     const std::uint32_t network = stream.LocalIp() & kNetwork;
     AUDIT(Feature::CommsDebug, "AddKLVStream StreamIp %s\n", NetworkText(network).c_str());
-    if (stream.IsLoopback()) {
-        if (stream.RemotePort() != mPorts.mUpdater) {
-            KeepSimulated(stream);
-            return;
-        }
+    if (IsUpdater(stream)) {
         PostUpdaterConnected();
+    } else if (stream.IsLoopback()) {
+        AUDIT(Feature::Information, "Adding simulated box KLV stream\n");
+        KeepOutside(stream, mSimulatedStreams);
+        return;
     }
     const StreamType type = GetStreamType(stream);
     for (unsigned port = 0; port < mStreams.size(); ++port) {
@@ -181,6 +181,7 @@ void TalvoKLVComms::AddStream(TalvoKLVStream& stream) {
     }
     AUDIT(Feature::Fault, "Failed to add %s stream to for %s\n", TypeName(type),
           Utility::DottedIp(stream.RemoteIp()).c_str());
+    KeepOutside(stream, mStrayStreams);
 }
 
 void TalvoKLVComms::PutInPlace(TalvoKLVStream& stream, unsigned port, StreamType type) {
@@ -195,25 +196,34 @@ void TalvoKLVComms::PutInPlace(TalvoKLVStream& stream, unsigned port, StreamType
     PostStreamChange(port, type, true);
 }
 
-void TalvoKLVComms::KeepSimulated(TalvoKLVStream& stream) {
-    AUDIT(Feature::Information, "Adding simulated box KLV stream\n");
-    mSimulatedStreams.push_back(&stream);
-    if (mSimulatedStreams.size() > kMaxSimulatedStreams) {
-        AUDIT(Feature::Fault, "TalvoKLVComms: too many simulated boxes, ending the oldest\n");
-        mSimulatedStreams.front()->ShutdownStreamViaHandler();
-        mSimulatedStreams.pop_front();
+/// Streams outside the table serve nobody, so no more than some are kept.
+void TalvoKLVComms::KeepOutside(TalvoKLVStream& stream, std::list<TalvoKLVStream*>& streams) {
+    streams.remove(&stream);
+    streams.push_back(&stream);
+    if (streams.size() > kMaxOutside) {
+        AUDIT(Feature::Fault, "TalvoKLVComms: too many streams without a place, ending the oldest\n");
+        streams.front()->ShutdownStreamViaHandler();
+        streams.pop_front();
     }
 }
 
 void TalvoKLVComms::RemoveStream(TalvoKLVStream& stream) {
     const std::lock_guard lock(mMutex);
     const std::string peer = Utility::DottedIp(stream.RemoteIp());
-    if (stream.RemotePort() == mPorts.mUpdater) {
+    mSimulatedStreams.remove(&stream);
+    mStrayStreams.remove(&stream);
+    const bool wasPlaced = ClearPlace(stream, peer);
+    if (IsUpdater(stream)) {
         AUDIT(Feature::RouterConnectionDebug, "Removing Java Updater KLV stream for %s\n", peer.c_str());
         PostUpdaterConnected();
-        return;
+    } else if (!wasPlaced) {
+        AUDIT(Feature::Fault, "No matching %s stream for %s to remove, ignoring\n",
+              TypeName(GetStreamType(stream)), peer.c_str());
     }
-    mSimulatedStreams.remove(&stream);
+}
+
+/// Whether the stream stood in the table.
+bool TalvoKLVComms::ClearPlace(const TalvoKLVStream& stream, const std::string& peer) {
     const StreamType type = GetStreamType(stream);
     for (unsigned port = 0; port < mStreams.size(); ++port) {
         TalvoKLVStream*& place = Place(port, type);
@@ -222,10 +232,15 @@ void TalvoKLVComms::RemoveStream(TalvoKLVStream& stream) {
                   peer.c_str(), port);
             place = nullptr;
             PostStreamChange(port, type, false);
-            return;
+            return true;
         }
     }
-    AUDIT(Feature::Fault, "No matching %s stream for %s to remove, ignoring\n", TypeName(type), peer.c_str());
+    return false;
+}
+
+/// A router's own port may happen to have the updater's number.
+bool TalvoKLVComms::IsUpdater(const TalvoKLVStream& stream) const {
+    return stream.IsLoopback() && stream.RemotePort() == mPorts.mUpdater;
 }
 
 int TalvoKLVComms::FindPort(const TalvoKLVStream& stream) {

@@ -45,19 +45,31 @@ TalvoRouterLinkManager::TalvoRouterLinkManager(boost::asio::io_context& service,
                 PostChange(port, addresses, device, found);
             });
     }
-    mScanThread = std::thread([this] { RunScan(); });
-    mHeartbeatThread = std::thread([this] { RunHeartbeats(); });
+    try {
+        mScanThread = std::thread([this] { RunScan(); });
+        mHeartbeatThread = std::thread([this] { RunHeartbeats(); });
+    } catch (...) {
+        Stop();
+        throw;
+    }
 }
 
 TalvoRouterLinkManager::~TalvoRouterLinkManager() {
+    Stop();
+}
+
+void TalvoRouterLinkManager::Stop() {
     {
         const std::lock_guard lock(mSleepMutex);
         mShutdown = true;
     }
     mSleepWake.notify_all();
     mScanWake.Signal();
-    mScanThread.join();
-    mHeartbeatThread.join();
+    for (std::thread* thread : {&mScanThread, &mHeartbeatThread}) {
+        if (thread->joinable()) {
+            thread->join();
+        }
+    }
     for (const auto& receiver : mReceivers) {
         receiver->RequestStop();
     }
@@ -72,7 +84,9 @@ void TalvoRouterLinkManager::RunScan() {
         const int ready = poll(descriptors.data(), descriptors.size(), ScanTimeoutMs());
         if (ready > 0 && descriptors[0].revents != 0 && driver.Receive(reports)) {
             for (const LinkReport& report : reports) {
-                HandleReport(report);
+                if (!mShutdown) {
+                    HandleReport(report);
+                }
             }
         }
         TakeSettled();
@@ -228,7 +242,7 @@ bool TalvoRouterLinkManager::IsHeartbeatSeen(unsigned port) const {
     return IsLink(port) && mReceivers[port]->IsHeartbeatSeen();
 }
 
-std::uint32_t TalvoRouterLinkManager::GetAdmaEndpointId(unsigned port, std::chrono::seconds timeout) const {
+std::uint32_t TalvoRouterLinkManager::GetAdmaEndpointId(unsigned port, milliseconds timeout) const {
     if (port >= kRouterLinks) {
         AUDIT_ASSERT_TEXT(false, "Port < mFsiInfo.size()");
         return 0;
