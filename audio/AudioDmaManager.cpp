@@ -152,6 +152,16 @@ void AudioDmaManager::SetSources(const std::vector<std::uint16_t>& sinkWords,
     mSources.swap(sources);
 }
 
+void AudioDmaManager::SetSinkSources(const AudioDmaEndpoint& sink, const std::vector<std::uint16_t>& words) {
+    const std::size_t position = PositionOf(sink);
+    if (position >= mSources.size()) {
+        LogNoDestination(sink.Word(0));
+        return;
+    }
+    const std::size_t count = std::min<std::size_t>(words.size(), sink.SampleCount());
+    std::copy_n(words.begin(), count, mSources.begin() + static_cast<std::ptrdiff_t>(position));
+}
+
 void AudioDmaManager::ApplyRoute(AudioDmaEndpoint& source, const AudioDmaEndpoint& sink,
                                  const RouteMode& mode) {
     const AudioDmaEndpoint::Route& route = source.CurrentRoute(sink);

@@ -65,6 +65,10 @@ class AudioDmaManager : public std::enable_shared_from_this<AudioDmaManager>,
     void SetSources(const std::vector<std::uint16_t>& sinkWords,
                     const std::vector<std::uint16_t>& sourceWords);
 
+    /// Routes words[n] to the sink's sample n, without a sync. A sink that isn't in the table is logged and
+    /// ignored.
+    void SetSinkSources(const AudioDmaEndpoint& sink, const std::vector<std::uint16_t>& words);
+
     /// Copies the source's present route towards the sink into the table, without a sync.
     void ApplyRoute(AudioDmaEndpoint& source, const AudioDmaEndpoint& sink, const RouteMode& mode);
 

@@ -9,4 +9,11 @@ void ExternalClockSourcesMap::SetExternalPllSource(std::uint32_t clockId) {
     Write(0x18, clockId);
 }
 
+ExternalClockSourcesMap::Measurement ExternalClockSourcesMap::ReadMeasurement() {
+    constexpr std::uint32_t kIdMask = 0xFF;
+    constexpr unsigned kCountShift = 8;
+    const std::uint32_t word = Read(0x00);
+    return {word & kIdMask, word >> kCountShift};
+}
+
 }  // namespace audio

@@ -18,6 +18,14 @@ class ExternalClockSourcesMap : private fsi::MapObject {
   public:
     explicit ExternalClockSourcesMap(fsi::HostFsi& owner) : MapObject(owner, 0x30000) {}
 
+    /// A clock measurement as the hardware gives it.
+    struct Measurement {
+        unsigned mClockId = 0;      ///< 0 to 255
+        std::uint32_t mCounts = 0;  ///< of the 27 MHz clock, 24 bits
+    };
+
+    Measurement ReadMeasurement();
+
     /// Logs, and writes the id whatever the register holds. Event loop only.
     void SetExternalPllSource(std::uint32_t clockId);
 };

@@ -13,6 +13,8 @@ class ExternalReferenceFsi : public fsi::HostFsi, public ExternalClockSourcesMap
     using HostFsi::Write;
 
     explicit ExternalReferenceFsi(fsi::IFsiBus& bus);
+
+    bool IsPllLocked() const;
 };
 
 }  // namespace audio

@@ -19,6 +19,7 @@ enum class Feature : unsigned {
     CommsDebug = 60,
     CommsVerboseDebug = 61,
     RouterConnectionDebug = 85,
+    SyncSelectorDebug = 97,
     KLVCommandWriteSetDebug = 120,
     KLVCommandReadSetDebug = 121,
     TimingStatsDebug = 144,

@@ -14,7 +14,8 @@ Interruptable::Interruptable(HostFsi& fsi, const std::vector<unsigned>& ids) : m
         mask.set(id);
         mEntries.push_back({id, std::make_shared<Signal>()});
     }
-    mFsi.Write(registers::kInterruptEnable, static_cast<std::uint32_t>(mask.to_ulong()));
+    mMask = static_cast<std::uint32_t>(mask.to_ulong());
+    mFsi.Write(registers::kInterruptEnable, mMask);
 }
 
 Interruptable::~Interruptable() {
@@ -28,6 +29,12 @@ boost::signals2::connection Interruptable::Connect(unsigned id, const std::funct
         }
     }
     throw std::invalid_argument("FSI '" + mFsi.Identity() + "' has no interrupt " + std::to_string(id));
+}
+
+void Interruptable::SetIdEnabled(unsigned id, bool enabled) {
+    const std::uint32_t bit = std::uint32_t{1} << id;
+    mMask = enabled ? mMask | bit : mMask & ~bit;
+    mFsi.Write(registers::kInterruptEnable, mMask);
 }
 
 void Interruptable::HandleInterrupts() {

@@ -27,6 +27,9 @@ class Interruptable {
     /// declared.
     boost::signals2::connection Connect(unsigned id, const std::function<void()>& slot);
 
+    /// Enables or disables one id in the block, whatever becomes of the others.
+    void SetIdEnabled(unsigned id, bool enabled);
+
     /// While disabled, pending ids are acknowledged and nothing is emitted.
     void SetEnabled(bool enabled) { mEnabled = enabled; }
 
@@ -47,6 +50,7 @@ class Interruptable {
 
     HostFsi& mFsi;
     std::vector<Entry> mEntries;
+    std::uint32_t mMask = 0;  ///< of the ids that are enabled in the block
     bool mEnabled = true;
 };
 

@@ -3,6 +3,7 @@
 #include <array>
 #include <chrono>
 #include <iostream>
+#include <thread>
 #include <utility>
 
 #include "AdcControlFsi_KX4093.h"
@@ -11,13 +12,16 @@
 #include "Audit.h"
 #include "ClocksFsi_KX4093.h"
 #include "DacControlFsi_KX4093.h"
+#include "ExternalClockManager.h"
 #include "ExternalReferenceFsi.h"
 #include "GpioFsi.h"
 #include "Hid.h"
+#include "IoCard_KX4093.h"
 #include "PowerMonitorFsi.h"
 #include "RootedPath.h"
 #include "RouteSetUp.h"
 #include "T2FsiLink.h"
+#include "TalvoPortManager.h"
 #include "TalvoRouterComms.h"
 #include "UioInterruptController.h"
 
@@ -34,6 +38,8 @@ constexpr std::int32_t kProtocolDante = 2;
 /// The links' audio DMA addresses where no link driver gives others.
 constexpr unsigned kDefaultPrimaryId = 3;
 constexpr unsigned kDefaultSecondaryId = 2;
+constexpr const char* kPrimaryName = "t1";
+constexpr const char* kSecondaryName = "t2";
 constexpr unsigned kPrimaryClockId = 1;
 constexpr unsigned kSecondaryClockId = 2;
 
@@ -60,6 +66,7 @@ BrindletManager::BrindletManager(boost::asio::io_context& eventLoop, fsi::IFsiBu
       mInterruptSources{mPowerMonitor, mExtRef, mDac, mAdma},
       mActiveLink(kNoLink),
       mHid(kHidNotRead) {
+    mClockManager = std::make_shared<audio::ExternalClockManager>(mIo, mExtRef);
     AUDIT(Feature::TalvoIoBox, "Brindlet: created application controller\n");
 }
 
@@ -100,7 +107,11 @@ void BrindletManager::ConfigureForTalvo2() {
           "Brindlet: created two talvo links for ADMA routing - ID0 = %d, ID1 = %d\n",
           static_cast<int>(mPrimaryLinkEndpoint->Id()), static_cast<int>(mSecondaryLinkEndpoint->Id()));
     mDmaManager->SetEndpoints({mPrimaryLinkEndpoint, mSecondaryLinkEndpoint, mAdcClocks, mDacClocks});
+    CreateIoCard();
     WriteRouteTables({mPrimaryLinkEndpoint, mSecondaryLinkEndpoint}, *mAdcClocks, *mDacClocks);
+    SetSampleRate(GetFrequencyScaler(), GetSampleRate(), 0);
+    mPortManager = std::make_shared<TalvoPortManager>(this, mDmaManager, mClockManager, mPrimaryLinkEndpoint,
+                                                      mSecondaryLinkEndpoint, mIoCard);
 }
 
 void BrindletManager::ConfigureForDante() {
@@ -108,6 +119,7 @@ void BrindletManager::ConfigureForDante() {
     mProtocol = kProtocolDante;
     CreateInterruptController();
     mDmaManager = std::make_shared<audio::AudioDmaManager>(&mDevices, mAdma);
+    SetSampleRate(audio::FrequencyScaler::X2, SampleRates::SR48k, 0);
 }
 
 void BrindletManager::CreateInterruptController() {
@@ -115,18 +127,63 @@ void BrindletManager::CreateInterruptController() {
     mInterrupts = std::make_shared<fsi::UioInterruptController>(mIo, mInterruptSources);
 }
 
+/// Each link's driver has two seconds to tell the link's address, counted from one moment: it was asked for
+/// both at once, and a stop isn't to wait for longer.
 void BrindletManager::CreateLinkEndpoints() {
-    mPrimaryLinkEndpoint =
-        mDevices.Add<audio::T2FsiLink>("t1", LinkAddress(0, kDefaultPrimaryId), kPrimaryClockId);
-    mSecondaryLinkEndpoint =
-        mDevices.Add<audio::T2FsiLink>("t2", LinkAddress(1, kDefaultSecondaryId), kSecondaryClockId);
+    using Clock = std::chrono::steady_clock;
+    constexpr std::chrono::milliseconds kPatience{2000};
+    const auto begin = Clock::now();
+    mPrimaryLinkEndpoint = mDevices.Add<audio::T2FsiLink>(
+        kPrimaryName, LinkAddress(0, kPatience, kDefaultPrimaryId), kPrimaryClockId);
+    const auto waited = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - begin);
+    mSecondaryLinkEndpoint = mDevices.Add<audio::T2FsiLink>(
+        kSecondaryName, LinkAddress(1, kPatience - waited, kDefaultSecondaryId), kSecondaryClockId);
 }
 
-/// The link's audio DMA address as its driver tells it, which has two seconds to do so.
-unsigned BrindletManager::LinkAddress(unsigned link, unsigned fallback) {
-    constexpr std::chrono::seconds kPatience{2};
-    const std::uint32_t id = mComms->LinkManager().GetAdmaEndpointId(link, kPatience);
+unsigned BrindletManager::LinkAddress(unsigned link, std::chrono::milliseconds patience, unsigned fallback) {
+    const std::uint32_t id = mComms->LinkManager().GetAdmaEndpointId(link, patience);
     return id != 0 ? id : fallback;
+}
+
+/// The links' clocks come into play with the active router.
+void BrindletManager::CreateIoCard() {
+    mIoCard = std::make_shared<IoCard_KX4093>(0, 0, 0, mAdc, mDac, mAdcClocks, mDacClocks, mIo);
+    mClockManager->SetPriority(mPrimaryLinkEndpoint->ClockId(), 0, false);
+    mClockManager->SetPriority(mSecondaryLinkEndpoint->ClockId(), 1, false);
+}
+
+void BrindletManager::SetSampleRate(audio::FrequencyScaler scaler, SampleRates::SystemSampleRates rate,
+                                    std::uint32_t waitMs) {
+    const SampleRates::SystemSampleRates previous = mSampleRate;
+    if (scaler != mScaler) {
+        AUDIT(Feature::TalvoIoBox, "Brindlet: changing frequency scaler %s -> %s.\n", audio::Text(mScaler),
+              audio::Text(scaler));
+        mScaler = scaler;
+    }
+    if (rate != previous && GetOperatingMode() == OperatingMode::Talvo2) {
+        AUDIT(Feature::TalvoIoBox, "Brindlet: setting sample rate from %s@%s to %s@%s \n",
+              SampleRates::Text(previous), audio::Text(mScaler), SampleRates::Text(rate),
+              audio::Text(scaler));
+        mComms->SetSampleRateChanging(true);
+        std::this_thread::sleep_for(std::chrono::milliseconds(waitMs));
+        mPortManager->HandleSampleRate(rate);
+        mComms->SetSampleRateChanging(false);
+    }
+    mSampleRate = rate;
+}
+
+std::string BrindletManager::GetActiveClockName() const {
+    const unsigned selected = mClockManager->SelectedId();
+    if (selected == audio::ExternalClockManager::kInternal) {
+        return "internal";
+    }
+    if (mPrimaryLinkEndpoint != nullptr && selected == mPrimaryLinkEndpoint->ClockId()) {
+        return kPrimaryName;
+    }
+    if (mSecondaryLinkEndpoint != nullptr && selected == mSecondaryLinkEndpoint->ClockId()) {
+        return kSecondaryName;
+    }
+    return "unknown";
 }
 
 void BrindletManager::ResetAdc() {

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <array>
 #include <atomic>
 #include <boost/signals2/connection.hpp>
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -19,6 +19,7 @@ class io_context;
 namespace audio {
 class AudioDmaFsi;
 class AudioDmaManager;
+class ExternalClockManager;
 class ExternalReferenceFsi;
 class T2FsiLink;
 }  // namespace audio
@@ -29,7 +30,7 @@ class UioInterruptController;
 }  // namespace fsi
 
 class TalvoRouterComms;
-struct IoInfoReq;
+struct IoSetSampleRateCmd;
 
 namespace TalvoBrindlet {
 
@@ -38,7 +39,9 @@ class AdcControlFsi_KX4093;
 class DacClocksFsi_KX4093;
 class DacControlFsi_KX4093;
 class GpioFsi;
+class IoCard_KX4093;
 class PowerMonitorFsi;
+class TalvoPortManager;
 
 /// The device controller: owns the devices of the box and the audio objects on top of them, and knows the
 /// box's identity and operating mode. Made and owned by `main`; event loop only, but for the status
@@ -80,6 +83,17 @@ class BrindletManager : public BrindletStatusManager {
     std::string GetAvailableLinks() const;
     std::string GetActiveLinkName() const;
 
+    /// The one path of a change of the rate: tells the routers' side, waits `waitMs` on this thread, which
+    /// the router has asked for to mute its paths, and has the port manager move the audio.
+    void SetSampleRate(audio::FrequencyScaler scaler, SampleRates::SystemSampleRates rate,
+                       std::uint32_t waitMs);
+
+    /// The name of the clock that the PLL follows.
+    std::string GetActiveClockName() const;
+
+    const std::shared_ptr<audio::ExternalClockManager>& ClockManager() const { return mClockManager; }
+    const fsi::DeviceRegistry& Devices() const { return mDevices; }
+
     /// The table's owner; null before SetRouterComms.
     const std::shared_ptr<audio::AudioDmaManager>& DmaManager() const { return mDmaManager; }
 
@@ -89,8 +103,8 @@ class BrindletManager : public BrindletStatusManager {
     SampleRates::SystemSampleRates GetSampleRate() const override { return mSampleRate; }
     OperatingMode GetOperatingMode() const override { return mMode; }
     std::int32_t GetProtocol() const override { return mProtocol; }
-    bool IsPrimaryLinkUp() const override { return mLinkUp[0]; }
-    bool IsSecondaryLinkUp() const override { return mLinkUp[1]; }
+    bool IsPrimaryLinkUp() const override { return mPrimaryLinkUp; }
+    bool IsSecondaryLinkUp() const override { return mSecondaryLinkUp; }
     std::int32_t GetActiveLink() const override { return mActiveLink; }
 
   private:
@@ -99,13 +113,15 @@ class BrindletManager : public BrindletStatusManager {
     void ConfigureForDante();
     void CreateInterruptController();
     void CreateLinkEndpoints();
-    unsigned LinkAddress(unsigned link, unsigned fallback);
+    void CreateIoCard();
+    unsigned LinkAddress(unsigned link, std::chrono::milliseconds patience, unsigned fallback);
     void StartTalvo2Monitoring();
     void OnActivePortChange(unsigned char port);
     void OnLinkStatusChange(unsigned char port, unsigned long localIp, unsigned char remoteType,
                             unsigned long remoteIp, unsigned long remoteHid);
     void TakeFakeLinkUp(unsigned char port);
     void OnIoInfoReq(unsigned char port);
+    void OnSetSampleRate(const IoSetSampleRateCmd& command);
     void OnStreamChange(bool connected);
     void SendCapabilities();
     std::uint32_t ReadDipSwitches() const;
@@ -126,12 +142,20 @@ class BrindletManager : public BrindletStatusManager {
     std::shared_ptr<audio::T2FsiLink> mSecondaryLinkEndpoint;
     std::vector<std::shared_ptr<fsi::Interruptable>> mInterruptSources;
     boost::signals2::scoped_connection mModeChangeConnection;
+    std::shared_ptr<audio::ExternalClockManager> mClockManager;
     std::shared_ptr<audio::AudioDmaManager> mDmaManager;
+    std::shared_ptr<IoCard_KX4093> mIoCard;
+    std::shared_ptr<TalvoPortManager> mPortManager;
     std::shared_ptr<fsi::UioInterruptController> mInterrupts;
     std::shared_ptr<TalvoRouterComms> mComms;
-    std::array<boost::signals2::scoped_connection, 4> mRouterConnections;
+    boost::signals2::scoped_connection mActivePortConnection;
+    boost::signals2::scoped_connection mLinkStatusConnection;
+    boost::signals2::scoped_connection mCapabilitiesConnection;
+    boost::signals2::scoped_connection mIoInfoReqConnection;
+    boost::signals2::scoped_connection mSetSampleRateConnection;
     std::atomic<std::int32_t> mActiveLink;
-    std::array<std::atomic<bool>, 2> mLinkUp{};
+    std::atomic<bool> mPrimaryLinkUp{false};
+    std::atomic<bool> mSecondaryLinkUp{false};
     std::atomic<std::uint32_t> mIoBoxStatus{0xFFFFFFFF};
     std::atomic<audio::FrequencyScaler> mScaler{audio::FrequencyScaler::X2};
     std::atomic<SampleRates::SystemSampleRates> mSampleRate{SampleRates::SR48k};

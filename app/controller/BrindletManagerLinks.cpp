@@ -6,6 +6,7 @@
 
 #include "Audit.h"
 #include "BrindletManager.h"
+#include "TalvoPortManager.h"
 #include "TalvoRouterComms.h"
 
 namespace TalvoBrindlet {
@@ -25,36 +26,37 @@ constexpr const char* kSecondaryName = "T2 Sec Link";
 /// As the shell's users name the links.
 constexpr std::array<const char*, 3> kLinkOptions{{"t1", "t2", "none"}};
 
-const char* PortName(std::int32_t port) {
-    constexpr std::array<const char*, 3> kNames{
-        {"Talvo Pri Port active", "Talvo Sec Port active", "NO active Talvo Ports"}};
-    const auto index = static_cast<std::size_t>(port);
-    return index < kNames.size() ? kNames[index] : "unknown Active port string";
-}
-
 }  // namespace
 
 void BrindletManager::ReleaseRouterComms() {
-    for (auto& connection : mRouterConnections) {
-        connection.disconnect();
-    }
+    mPortManager.reset();
+    mSetSampleRateConnection.disconnect();
+    mIoInfoReqConnection.disconnect();
+    mCapabilitiesConnection.disconnect();
+    mLinkStatusConnection.disconnect();
+    mActivePortConnection.disconnect();
     mComms.reset();
 }
 
 void BrindletManager::StartTalvo2Monitoring() {
+    using StreamType = TalvoRouterComms::StreamType;
     AUDIT(Feature::TalvoIoBox, "Brindlet: setting up monitoring of Talvo 2 router commands\n");
-    mRouterConnections = {
-        mComms->SubscribeActivePort([this](unsigned char port) { OnActivePortChange(port); }),
-        mComms->LinkManager().Changed().connect([this](unsigned char port, unsigned long localIp,
-                                                       unsigned char remoteType, unsigned long remoteIp,
-                                                       unsigned long remoteHid) {
+    mActivePortConnection =
+        mComms->SubscribeActivePort([this](unsigned char port) { OnActivePortChange(port); });
+    mLinkStatusConnection = mComms->LinkManager().Changed().connect(
+        [this](unsigned char port, unsigned long localIp, unsigned char remoteType, unsigned long remoteIp,
+               unsigned long remoteHid) {
             OnLinkStatusChange(port, localIp, remoteType, remoteIp, remoteHid);
-        }),
-        mComms->Comms().StreamChanged().connect([this](unsigned char, TalvoRouterComms::StreamType,
-                                                       bool connected) { OnStreamChange(connected); }),
-        mComms->Processor().Register<IoInfoReq>(
-            IoInfoReq::kId,
-            [this](const auto&, unsigned char port, TalvoRouterComms::StreamType) { OnIoInfoReq(port); })};
+        });
+    mCapabilitiesConnection = mComms->Comms().StreamChanged().connect(
+        [this](unsigned char, StreamType, bool connected) { OnStreamChange(connected); });
+    TalvoCommandProcessor& processor = mComms->Processor();
+    mIoInfoReqConnection = processor.Register<IoInfoReq>(
+        IoInfoReq::kId, [this](const auto&, unsigned char port, StreamType) { OnIoInfoReq(port); });
+    mSetSampleRateConnection = processor.Register<IoSetSampleRateCmd>(
+        IoSetSampleRateCmd::kId,
+        [this](const auto& command, unsigned char, StreamType) { OnSetSampleRate(*command); });
+    mPortManager->StartMonitoringRouterCommands(*mComms);
 }
 
 void BrindletManager::OnActivePortChange(unsigned char port) {
@@ -65,9 +67,13 @@ void BrindletManager::OnActivePortChange(unsigned char port) {
         return;
     }
     const std::int32_t previous = mActiveLink.exchange(port);
-    AUDIT(Feature::Information, "Brindlet: changing active Talvo port from %s to %s\n", PortName(previous),
-          PortName(port));
-    if (previous == port || port == kNoLink) {
+    AUDIT(Feature::Information, "Brindlet: changing active Talvo port from %s to %s\n",
+          TalvoPortManager::ActiveRouterText(previous), TalvoPortManager::ActiveRouterText(port));
+    if (previous == port) {
+        return;
+    }
+    mPortManager->HandleActiveRouterChange(previous);
+    if (port == kNoLink) {
         return;
     }
     IoActiveAudio report;
@@ -86,7 +92,7 @@ void BrindletManager::OnLinkStatusChange(unsigned char port, unsigned long local
         AUDIT(Feature::Information, "Brindlet: received a Talvo Router status change when in AoIP mode\n");
         return;
     }
-    if (port >= mLinkUp.size()) {
+    if (port > 1) {
         AUDIT(Feature::Fault, "Brindlet: ERROR - router status change event for unknown Talvo Port %ld\n",
               static_cast<long>(port));
         return;
@@ -95,7 +101,10 @@ void BrindletManager::OnLinkStatusChange(unsigned char port, unsigned long local
     AUDIT(Feature::TalvoIoBox,
           "HandleRouterStatusChange - %s link change, link up=%d, Remote IP =0x%-8.8lx\n",
           port == 0 ? "PRIMARY" : "SECONDARY", isUp ? 1 : 0, remoteIp);
-    mLinkUp[port] = isUp;
+    std::atomic<bool>& linkUp = port == 0 ? mPrimaryLinkUp : mSecondaryLinkUp;
+    if (linkUp.exchange(isUp) != isUp) {
+        mPortManager->HandleLinkStatusChange();
+    }
 }
 
 std::string BrindletManager::FakeActiveLink(const std::string& name) {
@@ -115,7 +124,8 @@ std::string BrindletManager::FakeActiveLink(const std::string& name) {
     TakeFakeLinkUp(1);
     const std::int32_t previous = mActiveLink.exchange(link);
     AUDIT(Feature::TalvoIoBoxVerbose, "Brindlet: faking a change in active Talvo port from %s to %s\n",
-          PortName(previous), PortName(link));
+          TalvoPortManager::ActiveRouterText(previous), TalvoPortManager::ActiveRouterText(link));
+    mPortManager->HandleActiveRouterChange(previous);
     return "Changed link state to " + name;
 }
 
@@ -124,7 +134,7 @@ void BrindletManager::TakeFakeLinkUp(unsigned char port) {
 }
 
 std::string BrindletManager::ResyncLinkState() {
-    for (unsigned char port = 0; port < mLinkUp.size(); ++port) {
+    for (const unsigned char port : {0, 1}) {
         if (mComms->LinkManager().IsHeartbeatSeen(port)) {
             TakeFakeLinkUp(port);
         } else {
@@ -167,6 +177,31 @@ void BrindletManager::OnIoInfoReq(unsigned char port) {
     info.mHid = GetHid();
     info.mText1 = kModel;
     mComms->SendAsync(std::move(info), port);
+}
+
+void BrindletManager::OnSetSampleRate(const IoSetSampleRateCmd& command) {
+    constexpr std::uint8_t kRates = 4;
+    constexpr std::uint32_t kMostMs = 60000;
+    if (GetOperatingMode() != OperatingMode::Talvo2) {
+        AUDIT(Feature::Information, "Brindlet: received a Talvo Set Sample Rate request when in AoIP mode\n");
+        return;
+    }
+    if (command.mRate >= kRates) {
+        AUDIT(Feature::Fault,
+              "Brindlet: FAULT - received a request to set the brindlet sample rate to an unsupported "
+              "value\n");
+        return;
+    }
+    const auto rate = static_cast<SampleRates::SystemSampleRates>(command.mRate);
+    AUDIT(Feature::Fault,
+          "Brindlet: received a Talvo 2 command to set the Brindlet sample rate to %s @ %s and wait %lu ms\n",
+          SampleRates::Text(rate), audio::Text(GetFrequencyScaler()),
+          static_cast<unsigned long>(command.mWaitMs));
+    if (command.mWaitMs > kMostMs) {
+        AUDIT(Feature::Fault, "Brindlet: FAULT - a wait of %lu ms is cut to %lu ms\n",
+              static_cast<unsigned long>(command.mWaitMs), static_cast<unsigned long>(kMostMs));
+    }
+    SetSampleRate(GetFrequencyScaler(), rate, std::min(command.mWaitMs, kMostMs));
 }
 
 void BrindletManager::OnStreamChange(bool connected) {
