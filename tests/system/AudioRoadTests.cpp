@@ -21,11 +21,12 @@ TEST(AudioRoad, GoesFromATypedCommandToTheSound) {
     EXPECT_EQ(box.Shell().ReadLine(), "");
 }
 
-TEST(AudioRoad, IsSilentForAPairWithoutATableAtTheRate) {
+TEST(AudioRoad, PlaysTheLoopbackTableAndSilenceBeyondIt) {
     VirtualBox box;
     box.Do("adma/patch2 adcins 0-15 dacins 0-15");
     box.Do("adma/patch adcins dacins");
-    EXPECT_EQ(box.Bench().Ask("hear 4 0"), "ok silence");
+    EXPECT_EQ(box.Bench().Ask("hear 4 0"), "ok 1 1");
+    EXPECT_EQ(box.Bench().Ask("hear 4 1"), "ok 1 0");
     EXPECT_EQ(box.Bench().Ask("hear 4 15"), "ok silence");
 }
 
@@ -104,7 +105,7 @@ TEST(AudioRoad, ReportsEndpointsAndRoutes) {
     EXPECT_THAT(status, HasSubstr("        0       >> dacins: 0-1\n"
                                   "    t1: 4-6     >> dacins: 2-4\n"
                                   "        0       >> dacins: 5-15\n"));
-    EXPECT_THAT(status, HasSubstr("        0       >>     t2: 0-511\n"));
+    EXPECT_THAT(status, HasSubstr("adcins: 14-15   >>     t2: 6-7\n        0       >>     t2: 8-511\n"));
 }
 
 TEST(SyncHandshake, FoldsAnyNumberOfRequestsDuringAChangeOver) {

@@ -55,8 +55,8 @@ TEST(Shell, HelpsWithEveryCommandItLists) {
         box.Shell().ReadLine();
         ++commands;
     }
-    EXPECT_EQ(commands, 29U);
-    EXPECT_THAT(listing, StartsWith("adcrst                Reset ADC\n"));
+    EXPECT_EQ(commands, 39U);
+    EXPECT_THAT(listing, StartsWith("adcrst                      Reset ADC\n"));
 }
 
 TEST(Shell, ShowsATailingClientItsRepliesThroughTheLog) {

@@ -42,12 +42,12 @@ class LinkDriverClient {
     void Parse(unsigned char* datagram, std::size_t size, std::vector<LinkReport>& reports);
 
   private:
-    void Subscribe();
+    int ResolveDriver();
     void QueryAll();
     void Query(unsigned link);
     void ParseMessage(nlmsghdr& message, std::vector<bool>& touched);
 
-    nl_sock* mSocket;
+    nl_sock* mSocket = nullptr;
     int mFamily = 0;                ///< the driver's; 0 or less while there is none
     std::vector<LinkReport> mLast;  ///< by link
     std::uint32_t mIndex;           ///< of the message before

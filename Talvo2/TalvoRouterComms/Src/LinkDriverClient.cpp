@@ -59,19 +59,23 @@ bool HasAny(const Attributes& attributes) {
 
 }  // namespace
 
-LinkDriverClient::LinkDriverClient(unsigned linkCount)
-    : mSocket(nl_socket_alloc()), mLast(linkCount), mIndex(LinkReport().mIndex) {
+LinkDriverClient::LinkDriverClient(unsigned linkCount) : mLast(linkCount), mIndex(LinkReport().mIndex) {
     for (unsigned link = 0; link < linkCount; ++link) {
         mLast[link].mIndex = link;
     }
+    const int group = ResolveDriver();
+    mSocket = nl_socket_alloc();
     if (mSocket == nullptr || genl_connect(mSocket) < 0) {
         return;
     }
     nl_socket_disable_seq_check(mSocket);
     nl_socket_disable_auto_ack(mSocket);
     nl_socket_enable_msg_peek(mSocket);
-    Subscribe();
     nl_socket_set_nonblocking(mSocket);
+    if (group >= 0) {
+        nl_socket_add_memberships(mSocket, group, 0);
+    }
+    QueryAll();
 }
 
 LinkDriverClient::~LinkDriverClient() {
@@ -82,16 +86,15 @@ int LinkDriverClient::GetFd() const {
     return mSocket == nullptr ? -1 : nl_socket_get_fd(mSocket);
 }
 
-void LinkDriverClient::Subscribe() {
-    mFamily = genl_ctrl_resolve(mSocket, kFamily);
-    if (mFamily <= 0) {
-        return;
+/// Finds the driver's family, and gives its group or a negative number. On a socket of its own: a report that
+/// came while this one waits for the answer would be thrown away with it.
+int LinkDriverClient::ResolveDriver() {
+    const std::unique_ptr<nl_sock, void (*)(nl_sock*)> socket(nl_socket_alloc(), &nl_socket_free);
+    if (socket == nullptr || genl_connect(socket.get()) < 0) {
+        return -1;
     }
-    const int group = genl_ctrl_resolve_grp(mSocket, kFamily, kGroup);
-    if (group >= 0) {
-        nl_socket_add_memberships(mSocket, group, 0);
-    }
-    QueryAll();
+    mFamily = genl_ctrl_resolve(socket.get(), kFamily);
+    return mFamily > 0 ? genl_ctrl_resolve_grp(socket.get(), kFamily, kGroup) : -1;
 }
 
 void LinkDriverClient::QueryAll() {
