@@ -18,6 +18,7 @@
 #include "CommandLineOptions.h"
 #include "CrashDumper.h"
 #include "DebugConfigure.h"
+#include "ExtRefNode.h"
 #include "FirmwareBuild.h"
 #include "Platform.h"
 #include "RemoteAuditor.h"
@@ -113,6 +114,8 @@ int RunController(boost::asio::io_service& io, cmd::CommandLine& commandLine, co
     // The commands reach into the controller, so they go before it.
     const AtEnd removeCommands([&commandLine] { commandLine.Root()->Clear(); });
     commandLine.Root()->AddChild(std::make_shared<cmd::AdmaNode>(manager->DmaManager()));
+    commandLine.Root()->AddChild(
+        std::make_shared<cmd::ExtRefNode>(manager->ClockManager(), &manager->Devices()));
     RegisterRootCommands(*commandLine.Root(), *manager, platform.mBus, programName, hid);
     commandLine.Run();
     return 0;

@@ -9,6 +9,11 @@ void ExternalClockSourcesMap::SetExternalPllSource(std::uint32_t clockId) {
     Write(0x18, clockId);
 }
 
+void ExternalClockSourcesMap::SetMeasurementRange(std::uint32_t first, std::uint32_t second) {
+    Write(0x10, first);
+    Write(0x14, second);
+}
+
 ExternalClockSourcesMap::Measurement ExternalClockSourcesMap::ReadMeasurement() {
     constexpr std::uint32_t kIdMask = 0xFF;
     constexpr unsigned kCountShift = 8;

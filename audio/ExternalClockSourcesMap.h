@@ -26,6 +26,9 @@ class ExternalClockSourcesMap : private fsi::MapObject {
 
     Measurement ReadMeasurement();
 
+    /// The range of measurements before the hardware gives the selected source up, in counts.
+    void SetMeasurementRange(std::uint32_t first, std::uint32_t second);
+
     /// Logs, and writes the id whatever the register holds. Event loop only.
     void SetExternalPllSource(std::uint32_t clockId);
 };

@@ -14,4 +14,13 @@ bool ExternalReferenceFsi::IsPllLocked() const {
     return (Read(fsi::registers::kStatus) & kPllLocked) != 0;
 }
 
+void ExternalReferenceFsi::SetPhaseFreeze(bool on) {
+    constexpr std::uint32_t kPhaseFreeze = 1U << 4;
+    if (on) {
+        SetControl(kPhaseFreeze);
+    } else {
+        ClearControl(kPhaseFreeze);
+    }
+}
+
 }  // namespace audio

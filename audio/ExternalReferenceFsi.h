@@ -15,6 +15,9 @@ class ExternalReferenceFsi : public fsi::HostFsi, public ExternalClockSourcesMap
     explicit ExternalReferenceFsi(fsi::IFsiBus& bus);
 
     bool IsPllLocked() const;
+
+    /// Disables the phase adjustment during internal frame sync.
+    void SetPhaseFreeze(bool on);
 };
 
 }  // namespace audio

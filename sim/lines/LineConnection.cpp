@@ -17,8 +17,9 @@ constexpr std::chrono::seconds kDrainTime{1};
 }  // namespace
 
 LineConnection::LineConnection(boost::asio::io_service& service, boost::asio::ip::tcp::socket socket,
-                               LineHandler handler, std::function<void()> atEnd)
+                               std::size_t maxLine, LineHandler handler, std::function<void()> atEnd)
     : mSocket(std::move(socket)),
+      mMaxLine(maxLine),
       mHandler(std::move(handler)),
       mAtEnd(std::move(atEnd)),
       mDrainTimer(service) {}
@@ -47,7 +48,7 @@ void LineConnection::HandleLines() {
     while (!mLater && !mIsEnding && mOutput.size() < kMaxOutput) {
         const std::size_t end = mInput.find('\n', std::max(handled, mScanned));
         const std::size_t length = std::min(end, mInput.size()) - handled;
-        if (length > kMaxLine) {
+        if (length > mMaxLine) {
             Refuse();
         } else if (end == std::string::npos) {
             mScanned = mInput.size();
@@ -103,7 +104,7 @@ void LineConnection::AwaitReply() {
 }
 
 void LineConnection::Refuse() {
-    mOutput += "error the line is longer than " + std::to_string(kMaxLine) + " bytes; the connection ends\n";
+    mOutput += "error the line is longer than " + std::to_string(mMaxLine) + " bytes; the connection ends\n";
     mIsEnding = true;
 }
 

@@ -30,11 +30,11 @@ using LineHandler = std::function<LineAnswer(const std::string& line)>;
 class LineConnection : public std::enable_shared_from_this<LineConnection> {
   public:
     static constexpr std::size_t kMaxLine =
-        65536;  ///< bytes before the line's end; a longer one ends the connection
+        65536;  ///< bytes before the line's end, where nothing else is said
 
-    /// `atEnd` is called from the destructor.
-    LineConnection(boost::asio::io_service& service, boost::asio::ip::tcp::socket socket, LineHandler handler,
-                   std::function<void()> atEnd);
+    /// A line of more than `maxLine` bytes ends the connection. `atEnd` is called from the destructor.
+    LineConnection(boost::asio::io_service& service, boost::asio::ip::tcp::socket socket, std::size_t maxLine,
+                   LineHandler handler, std::function<void()> atEnd);
     ~LineConnection();
     LineConnection(const LineConnection&) = delete;
     LineConnection& operator=(const LineConnection&) = delete;
@@ -53,6 +53,7 @@ class LineConnection : public std::enable_shared_from_this<LineConnection> {
     void DiscardInput();
 
     boost::asio::ip::tcp::socket mSocket;
+    const std::size_t mMaxLine;
     const LineHandler mHandler;
     const std::function<void()> mAtEnd;
     boost::asio::steady_timer mDrainTimer;

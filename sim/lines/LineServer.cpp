@@ -77,9 +77,11 @@ void ParseEndpoint(const std::string& text, LineEndpoint& endpoint) {
     }
 }
 
-LineServer::LineServer(boost::asio::io_service& service, const LineEndpoint& endpoint, LineHandler handler)
+LineServer::LineServer(boost::asio::io_service& service, const LineEndpoint& endpoint, LineHandler handler,
+                       std::size_t maxLine)
     : mService(service),
       mHandler(std::move(handler)),
+      mMaxLine(maxLine),
       mAcceptor(service, tcp::v4(), Listen(endpoint)),
       mRetryTimer(service),
       mAddress(endpoint.mAddress + ":" + std::to_string(mAcceptor.local_endpoint().port())) {}
@@ -121,7 +123,7 @@ void LineServer::Serve(int client) {
     error_code ignored;
     socket.set_option(tcp::no_delay(true), ignored);
     ++*mClients;
-    const auto connection = std::make_shared<LineConnection>(mService, std::move(socket), mHandler,
+    const auto connection = std::make_shared<LineConnection>(mService, std::move(socket), mMaxLine, mHandler,
                                                              [clients = mClients] { --*clients; });
     connection->Start();
 }

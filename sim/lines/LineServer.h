@@ -27,7 +27,8 @@ class LineServer {
     static constexpr unsigned kMaxClients = 256;  ///< one more is told so and closed
 
     /// Listens from here on. Throws std::system_error, with the endpoint in its text, where it can't.
-    LineServer(boost::asio::io_service& service, const LineEndpoint& endpoint, LineHandler handler);
+    LineServer(boost::asio::io_service& service, const LineEndpoint& endpoint, LineHandler handler,
+               std::size_t maxLine = LineConnection::kMaxLine);
     LineServer(const LineServer&) = delete;
     LineServer& operator=(const LineServer&) = delete;
 
@@ -45,6 +46,7 @@ class LineServer {
 
     boost::asio::io_service& mService;
     const LineHandler mHandler;
+    const std::size_t mMaxLine;
     const std::shared_ptr<unsigned> mClients = std::make_shared<unsigned>(0);  ///< connections may outlive it
     boost::asio::ip::tcp::acceptor mAcceptor;
     boost::asio::steady_timer mRetryTimer;

@@ -5,6 +5,28 @@
 #include <cstdio>
 
 namespace sim {
+namespace {
+
+/// Takes a word's 32 bits, decimal or hexadecimal behind "0x"; false where the text is anything else.
+bool ReadUnsigned(const std::string& text, std::int64_t& value) {
+    constexpr int kDecimal = 10;
+    constexpr int kHexadecimal = 16;
+    const bool isHexadecimal = text.rfind("0x", 0) == 0;
+    const char* const begin = text.data() + (isHexadecimal ? 2 : 0);
+    const char* const end = text.data() + text.size();
+    std::uint32_t word = 0;
+    const auto [stop, error] = std::from_chars(begin, end, word, isHexadecimal ? kHexadecimal : kDecimal);
+    value = word;
+    return error == std::errc() && stop == end;
+}
+
+[[noreturn]] void RefuseNumber(const char* what, const std::string& text, std::int64_t least,
+                               std::int64_t most) {
+    throw BadText(std::string(what) + " " + Quoted(text) + " isn't a number from " + std::to_string(least) +
+                  " to " + std::to_string(most));
+}
+
+}  // namespace
 
 std::string Quoted(const std::string& text) {
     constexpr std::size_t kMaxShown = 60;
@@ -25,29 +47,22 @@ std::string Quoted(const std::string& text) {
 
 std::uint32_t ParseNumber(const char* what, const std::string& text, std::uint32_t least,
                           std::uint32_t most) {
-    constexpr int kDecimal = 10;
-    constexpr int kHexadecimal = 16;
-    const bool isHexadecimal = text.rfind("0x", 0) == 0;
-    const char* const begin = text.data() + (isHexadecimal ? 2 : 0);
-    const char* const end = text.data() + text.size();
-    std::uint32_t value = 0;
-    const auto [stop, error] = std::from_chars(begin, end, value, isHexadecimal ? kHexadecimal : kDecimal);
-    if (error != std::errc() || stop != end || value < least || value > most) {
-        throw BadText(std::string(what) + " " + Quoted(text) + " isn't a number from " +
-                      std::to_string(least) + " to " + std::to_string(most));
+    std::int64_t value = 0;
+    if (!ReadUnsigned(text, value) || value < least || value > most) {
+        RefuseNumber(what, text, least, most);
     }
-    return value;
+    return static_cast<std::uint32_t>(value);
 }
 
 std::int32_t ParseSigned(const char* what, const std::string& text, std::int32_t least, std::int32_t most) {
-    std::int32_t value = 0;
-    const char* const end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data(), end, value);
-    if (error != std::errc() || stop != end || value < least || value > most) {
-        throw BadText(std::string(what) + " " + Quoted(text) + " isn't a number from " +
-                      std::to_string(least) + " to " + std::to_string(most));
+    const bool isNegative = text.rfind('-', 0) == 0;
+    std::int64_t value = 0;
+    const bool isNumber = ReadUnsigned(text.substr(isNegative ? 1 : 0), value);
+    value = isNegative ? -value : value;
+    if (!isNumber || value < least || value > most) {
+        RefuseNumber(what, text, least, most);
     }
-    return value;
+    return static_cast<std::int32_t>(value);
 }
 
 bool ParseOn(const std::string& text) {

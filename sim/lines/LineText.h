@@ -28,7 +28,8 @@ std::string Quoted(const std::string& text);
 /// `what`.
 std::uint32_t ParseNumber(const char* what, const std::string& text, std::uint32_t least, std::uint32_t most);
 
-/// A decimal number, from `least` to `most`, which may be negative. Throws BadText.
+/// A number that may be negative, decimal or hexadecimal behind "0x" or "-0x", from `least` to `most`. Throws
+/// BadText.
 std::int32_t ParseSigned(const char* what, const std::string& text, std::int32_t least, std::int32_t most);
 
 /// "on" or "off".

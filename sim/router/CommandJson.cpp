@@ -87,8 +87,10 @@ std::string CommandJson(const std::string& message) {
     IOStream stream(message);
     KLVCommandReadSet set(stream);
     const std::uint32_t id = set.GetCommandId();
-    const auto* const known = std::find_if(std::begin(kKnown), std::end(kKnown),
-                                           [id](const KnownCommand& row) { return row.mId == id; });
+    const bool isCommand = klv_key::KeyType(set.Key()) == klv_key::kDeskCommand;
+    const auto* const known =
+        std::find_if(std::begin(kKnown), std::end(kKnown),
+                     [id, isCommand](const KnownCommand& row) { return isCommand && row.mId == id; });
     JsonWriter json;
     json.BeginObject().Key("name");
     if (known == std::end(kKnown)) {

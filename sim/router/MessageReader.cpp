@@ -8,10 +8,9 @@
 
 namespace sim {
 
-std::vector<std::string> MessageReader::Take(const char* bytes, std::size_t size) {
+void MessageReader::Take(const char* bytes, std::size_t size, const Sink& sink) {
     constexpr std::size_t kLengthOffset = 4;
     mBytes.append(bytes, size);
-    std::vector<std::string> messages;
     std::size_t at = 0;
     while (mBytes.size() - at >= kKlvHeaderSize) {
         const auto* const header = reinterpret_cast<const unsigned char*>(mBytes.data() + at);
@@ -23,11 +22,10 @@ std::vector<std::string> MessageReader::Take(const char* bytes, std::size_t size
         if (mBytes.size() - at < whole) {
             break;
         }
-        messages.push_back(mBytes.substr(at, whole));
+        sink(mBytes.substr(at, whole));
         at += whole;
     }
     mBytes.erase(0, at);
-    return messages;
 }
 
 }  // namespace sim

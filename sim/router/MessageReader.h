@@ -1,22 +1,23 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <string>
-#include <vector>
 
 namespace sim {
 
-/// Puts the messages of a stream together, however its bytes come.
+/// Puts the messages of one stream together, however its bytes come.
 class MessageReader {
   public:
-    static constexpr std::size_t kMaxLength = 16 * 1024 * 1024;  ///< of a value; more is no message
+    static constexpr std::size_t kMaxLength =
+        std::size_t{16} * 1024 * 1024;  ///< of a value; more is no message
 
-    /// Takes bytes and gives the messages that are complete now, header and value each. Throws BadText where
-    /// a header announces too much.
-    std::vector<std::string> Take(const char* bytes, std::size_t size);
+    /// Takes a message, header and value.
+    using Sink = std::function<void(const std::string& message)>;
 
-    /// The next bytes are those of another stream.
-    void Reset() { mBytes.clear(); }
+    /// Takes bytes and hands on each message that is complete now. Throws BadText where a header announces
+    /// too much; the messages before it have been handed on then.
+    void Take(const char* bytes, std::size_t size, const Sink& sink);
 
   private:
     std::string mBytes;

@@ -1,8 +1,8 @@
 #include "RouterLink.h"
 
 #include <boost/asio/buffer.hpp>
-#include <boost/asio/write.hpp>
 #include <chrono>
+#include <stdexcept>
 #include <utility>
 
 #include "CommandJson.h"
@@ -20,11 +20,11 @@ using boost::system::error_code;
 
 constexpr std::chrono::milliseconds kHeartbeatPeriod{300};
 constexpr std::chrono::seconds kRedialTime{1};
-constexpr std::chrono::seconds kDialLimit{5};
 
-constexpr std::size_t kHeartbeatSize = 12;
+// A heartbeat: HID, device type and status word, four bytes each.
 constexpr std::size_t kTypeOffset = 4;
 constexpr std::size_t kStatusOffset = 8;
+constexpr std::size_t kHeartbeatSize = 12;
 
 }  // namespace
 
@@ -37,10 +37,25 @@ RouterLink::RouterLink(boost::asio::io_service& service, RouterEnds ends, std::u
       mUdp(service, Udp::v4()),
       mBoxUdp(make_address_v4(mEnds.mBox), mEnds.mBoxUdp),
       mHeartbeatTimer(service),
-      mTcp(service),
-      mDialTimer(service) {
-    mUdp.set_option(Udp::socket::reuse_address(true));
-    mUdp.bind({make_address_v4(mEnds.mLocal), mEnds.mLocalUdp});
+      mRedialTimer(service) {
+    BindHeartbeats();
+}
+
+RouterLink::~RouterLink() {
+    if (mStream) {
+        mStream->Close();
+    }
+}
+
+void RouterLink::BindHeartbeats() {
+    error_code failure;
+    mUdp.set_option(Udp::socket::reuse_address(true), failure);
+    mUdp.non_blocking(true, failure);
+    mUdp.bind({make_address_v4(mEnds.mLocal), mEnds.mLocalUdp}, failure);
+    if (failure) {
+        throw std::runtime_error("cannot take heartbeats on " + mEnds.mLocal + ":" +
+                                 std::to_string(mEnds.mLocalUdp) + ": " + failure.message());
+    }
 }
 
 void RouterLink::Start() {
@@ -56,17 +71,23 @@ void RouterLink::AwaitHeartbeatTime() {
             return;
         }
         if (mHeartbeat) {
-            std::string bytes(kHeartbeatSize, '\0');
-            auto* const data = reinterpret_cast<unsigned char*>(bytes.data());
-            little_endian::Store(mHid, data);
-            little_endian::Store(mType, data + kTypeOffset);
-            error_code failure;
-            mUdp.send_to(boost::asio::buffer(bytes), mBoxUdp, 0, failure);
-            mHeartbeatsSent += failure ? 0 : 1;
+            SendHeartbeat();
         }
-        mHeartbeatTimer.expires_at(mHeartbeatTimer.expiry() + kHeartbeatPeriod);
+        // Steady, but what a stopped process has missed isn't made up for.
+        const auto now = std::chrono::steady_clock::now();
+        const auto due = mHeartbeatTimer.expiry() + kHeartbeatPeriod;
+        mHeartbeatTimer.expires_at(due < now ? now + kHeartbeatPeriod : due);
         AwaitHeartbeatTime();
     });
+}
+
+void RouterLink::SendHeartbeat() {
+    std::array<unsigned char, kHeartbeatSize> bytes{};  // the status word stays 0
+    little_endian::Store(mHid, bytes.data());
+    little_endian::Store(mType, bytes.data() + kTypeOffset);
+    error_code failure;
+    mUdp.send_to(boost::asio::buffer(bytes), mBoxUdp, 0, failure);
+    mHeartbeatsSent += failure ? 0 : 1;
 }
 
 void RouterLink::ReceiveDatagram() {
@@ -94,104 +115,54 @@ void RouterLink::TakeDatagram(std::size_t size) {
 }
 
 void RouterLink::Dial() {
-    const std::uint64_t generation = ++mGeneration;
-    error_code failure;
-    mTcp = Tcp::socket(mService);
-    mTcp.open(Tcp::v4(), failure);
-    mTcp.bind({make_address_v4(mEnds.mLocal), 0}, failure);
-    mTcp.async_connect({make_address_v4(mEnds.mBox), mEnds.mBoxTcp},
-                       [this, generation](const error_code& error) {
-                           if (generation != mGeneration) {
-                               return;
-                           }
-                           if (error) {
-                               DialLater();
-                           } else {
-                               OnConnected();
-                           }
-                       });
-    mDialTimer.expires_after(kDialLimit);
-    mDialTimer.async_wait([this, generation](const error_code& error) {
-        if (!error && generation == mGeneration && !mIsConnected) {
-            DialLater();
-        }
-    });
+    StreamEvents events{[this] { ++mConnections; }, [this](const std::string& message) { Keep(message); },
+                        [this] {
+                            DialLater();
+                        }};
+    mStream = std::make_shared<RouterStream>(mService, std::move(events), mReads);
+    const auto stream = mStream;  // where it ends at once, it is let go of while it dials
+    stream->Dial({make_address_v4(mEnds.mLocal), 0}, {make_address_v4(mEnds.mBox), mEnds.mBoxTcp});
 }
 
 void RouterLink::DialLater() {
-    const std::uint64_t generation = ++mGeneration;
-    error_code ignored;
-    mTcp.close(ignored);
-    mDialTimer.expires_after(kRedialTime);
-    mDialTimer.async_wait([this, generation](const error_code& error) {
-        if (!error && generation == mGeneration && mWantsConnection) {
+    mStream.reset();
+    mRedialTimer.expires_after(kRedialTime);
+    mRedialTimer.async_wait([this](const error_code& error) {
+        if (!error && mWantsConnection && !mStream) {
             Dial();
         }
     });
 }
 
-void RouterLink::OnConnected() {
-    mDialTimer.cancel();
-    mIsConnected = true;
-    mIsReading = false;
-    ++mConnections;
-    mReader.Reset();
-    error_code ignored;
-    mTcp.set_option(Tcp::no_delay(true), ignored);
-    Read();
+void RouterLink::Disconnect() {
+    mWantsConnection = false;
+    mRedialTimer.cancel();
+    if (mStream) {
+        mStream->Close();
+        mStream.reset();
+    }
 }
 
-void RouterLink::Read() {
-    if (!mReads || mIsReading || !mIsConnected) {
-        return;
+void RouterLink::Connect() {
+    if (!mWantsConnection) {
+        mWantsConnection = true;
+        Dial();
     }
-    mIsReading = true;
-    mTcp.async_read_some(boost::asio::buffer(mChunk),
-                         [this, generation = mGeneration](const error_code& error, std::size_t size) {
-                             if (generation != mGeneration) {
-                                 return;
-                             }
-                             mIsReading = false;
-                             if (error) {
-                                 Lose();
-                                 return;
-                             }
-                             try {
-                                 for (const std::string& message : mReader.Take(mChunk.data(), size)) {
-                                     mReceived.push_back(CommandJson(message));
-                                 }
-                             } catch (const BadText&) {
-                                 Lose();
-                                 return;
-                             }
-                             while (mReceived.size() > kKept) {
-                                 mReceived.pop_front();
-                             }
-                             Read();
-                         });
 }
 
 void RouterLink::SetReading(bool on) {
     mReads = on;
-    Read();
+    if (mStream) {
+        mStream->SetReading(on);
+    }
 }
 
-void RouterLink::Lose() {
-    mIsConnected = false;
-    mUnsent.clear();
-    mUnsentBytes = 0;
-    DialLater();
-}
-
-void RouterLink::Disconnect() {
-    mWantsConnection = false;
-    Lose();
-}
-
-void RouterLink::Connect() {
-    mWantsConnection = true;
-    if (!mIsConnected) {
-        Dial();
+void RouterLink::Keep(const std::string& message) {
+    mReceived.push_back(CommandJson(message));
+    mReceivedBytes += mReceived.back().size();
+    while (mReceived.size() > kKept || (mReceivedBytes > kKeptBytes && mReceived.size() > 1)) {
+        mReceivedBytes -= mReceived.front().size();
+        mReceived.pop_front();
     }
 }
 
@@ -201,36 +172,11 @@ void RouterLink::Send(const DeskCommand& command) {
     SendRaw(stream.Bytes());
 }
 
-void RouterLink::SendRaw(std::string bytes) {
-    if (!mIsConnected) {
+void RouterLink::SendRaw(const std::string& bytes) {
+    if (!IsConnected()) {
         throw BadText("not connected");
     }
-    if (mUnsentBytes + bytes.size() > kMaxUnsent) {
-        throw BadText("the box doesn't read: too much is waiting for it");
-    }
-    mUnsentBytes += bytes.size();
-    mUnsent.push_back(std::move(bytes));
-    if (mUnsent.size() == 1) {
-        Write();
-    }
-}
-
-void RouterLink::Write() {
-    boost::asio::async_write(mTcp, boost::asio::buffer(mUnsent.front()),
-                             [this, generation = mGeneration](const error_code& error, std::size_t) {
-                                 if (generation != mGeneration) {
-                                     return;
-                                 }
-                                 if (error) {
-                                     Lose();
-                                     return;
-                                 }
-                                 mUnsentBytes -= mUnsent.front().size();
-                                 mUnsent.pop_front();
-                                 if (!mUnsent.empty()) {
-                                     Write();
-                                 }
-                             });
+    mStream->Send(bytes);
 }
 
 void RouterLink::SendDatagram(const std::string& bytes) {
@@ -244,7 +190,7 @@ void RouterLink::SendDatagram(const std::string& bytes) {
 std::string RouterLink::StateText() const {
     JsonWriter json;
     json.BeginObject()
-        .Flag("connected", mIsConnected)
+        .Flag("connected", IsConnected())
         .Number("connections", mConnections)
         .Number("heartbeats_sent", mHeartbeatsSent)
         .Number("heartbeats_received", mHeartbeatsReceived)

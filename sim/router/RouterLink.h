@@ -2,21 +2,21 @@
 
 #include <array>
 #include <boost/asio/io_service.hpp>
-#include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/ip/udp.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <memory>
 #include <string>
 
-#include "MessageReader.h"
+#include "RouterStream.h"
 
 class DeskCommand;
 
 namespace sim {
 
-/// Where the two ends of a router link meet.
+/// Where the two ends of a router link meet. Addresses are IPv4, dotted.
 struct RouterEnds {
     std::string mLocal;
     std::string mBox;
@@ -25,18 +25,21 @@ struct RouterEnds {
     std::uint16_t mLocalUdp = 60001;
 };
 
-/// One router's end of its link to the box: heartbeats both ways, and a command stream that it dials. On its
-/// service's thread; the service is stopped before this goes.
+/// One router's end of its link to the box: heartbeats both ways, and a command stream that it dials, again
+/// a second after a failure or loss. On its service's thread; the service is stopped before this goes.
 class RouterLink {
   public:
     static constexpr std::size_t kKept = 100;  ///< received commands
-    static constexpr std::size_t kMaxUnsent =
-        16 * 1024 * 1024;  ///< bytes that wait for a box that doesn't read
+    static constexpr std::size_t kKeptBytes =
+        std::size_t{16} * 1024 * 1024;  ///< of their texts; the newest is kept anyway
 
-    /// Throws boost::system::system_error where the local address can't be had.
+    /// Throws std::runtime_error, naming the address, where it can't be had.
     RouterLink(boost::asio::io_service& service, RouterEnds ends, std::uint32_t hid, std::uint32_t type);
+    ~RouterLink();
+    RouterLink(const RouterLink&) = delete;
+    RouterLink& operator=(const RouterLink&) = delete;
 
-    /// Starts to send heartbeats and to dial.
+    /// Starts to send heartbeats and to dial; once.
     void Start();
 
     std::uint32_t Hid() const { return mHid; }
@@ -44,14 +47,16 @@ class RouterLink {
     /// The box's, as its heartbeats tell it; 0 before the first.
     std::uint32_t BoxHid() const { return mBoxHid; }
 
-    // Throw BadText where it can't be done now.
+    // These throw BadText, and do nothing, where it can't be done now.
 
     void Send(const DeskCommand& command);
-    void SendRaw(std::string bytes);
+    void SendRaw(const std::string& bytes);
     void SendDatagram(const std::string& bytes);
 
     void SetHeartbeat(bool on) { mHeartbeat = on; }
     void SetReading(bool on);
+
+    /// Closes the stream, and doesn't dial until Connect().
     void Disconnect();
     void Connect();
 
@@ -62,15 +67,15 @@ class RouterLink {
     using Tcp = boost::asio::ip::tcp;
     using Udp = boost::asio::ip::udp;
 
+    void BindHeartbeats();
     void AwaitHeartbeatTime();
+    void SendHeartbeat();
     void ReceiveDatagram();
     void TakeDatagram(std::size_t size);
     void Dial();
     void DialLater();
-    void OnConnected();
-    void Read();
-    void Write();
-    void Lose();
+    void Keep(const std::string& message);
+    bool IsConnected() const { return mStream && mStream->IsConnected(); }
 
     boost::asio::io_service& mService;
     const RouterEnds mEnds;
@@ -78,7 +83,7 @@ class RouterLink {
     const std::uint32_t mType;
 
     Udp::socket mUdp;
-    Udp::endpoint mBoxUdp;
+    const Udp::endpoint mBoxUdp;
     Udp::endpoint mSender;
     std::array<char, 2048> mDatagram{};
     boost::asio::steady_timer mHeartbeatTimer;
@@ -89,19 +94,13 @@ class RouterLink {
     std::uint32_t mBoxType = 0;
     std::uint32_t mBoxStatus = 0;
 
-    Tcp::socket mTcp;
-    boost::asio::steady_timer mDialTimer;
-    std::uint64_t mGeneration = 0;  ///< of the socket: what belongs to an earlier one is ignored
+    std::shared_ptr<RouterStream> mStream;  ///< dialling or connected; else null
+    boost::asio::steady_timer mRedialTimer;
     bool mWantsConnection = true;
-    bool mIsConnected = false;
-    bool mIsReading = false;
     bool mReads = true;
     std::uint64_t mConnections = 0;
-    std::deque<std::string> mUnsent;
-    std::size_t mUnsentBytes = 0;
-    std::array<char, 65536> mChunk{};
-    MessageReader mReader;
-    std::deque<std::string> mReceived;
+    std::deque<std::string> mReceived;  ///< as JSON, newest last
+    std::size_t mReceivedBytes = 0;
 };
 
 }  // namespace sim

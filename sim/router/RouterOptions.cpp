@@ -5,8 +5,10 @@
 #include <netinet/in.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <iterator>
 #include <set>
+#include <system_error>
 
 #include "LineText.h"
 
@@ -15,12 +17,17 @@ namespace {
 
 constexpr std::uint32_t kMaxWord = 0xFFFFFFFF;
 constexpr std::uint32_t kLoopbackNet = 127;
+constexpr std::uint32_t kFirstMulticastNet = 224;
 constexpr unsigned kFirstOctetShift = 24;
 
 std::string CheckedAddress(const std::string& text) {
     in_addr parsed{};
     if (::inet_pton(AF_INET, text.c_str(), &parsed) != 1) {
         throw BadText(Quoted(text) + " isn't an IPv4 address");
+    }
+    const std::uint32_t net = ntohl(parsed.s_addr) >> kFirstOctetShift;
+    if (net == 0 || net >= kFirstMulticastNet) {
+        throw BadText(Quoted(text) + " isn't the address of one host");
     }
     return text;
 }
@@ -90,7 +97,7 @@ bool IsOwnAddress(const std::string& dotted) {
     ::inet_pton(AF_INET, dotted.c_str(), &wanted);
     ifaddrs* list = nullptr;
     if (::getifaddrs(&list) != 0) {
-        return false;
+        throw std::system_error(errno, std::generic_category(), "cannot tell this host's own addresses");
     }
     bool isOwn = false;
     for (const ifaddrs* entry = list; entry != nullptr; entry = entry->ifa_next) {

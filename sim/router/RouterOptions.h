@@ -23,7 +23,7 @@ struct RouterOptions {
 RouterOptions ParseRouterOptions(int argc, const char* const* argv);
 
 /// Throws BadText where the box would take the router for a simulated one: a loopback address, or a box that
-/// is this very host.
+/// is this very host; std::system_error where this host's addresses can't be had.
 void JudgeAddresses(const RouterOptions& options);
 
 /// What `--help` prints.

@@ -16,6 +16,9 @@ namespace {
 constexpr int kWrongOption = 2;
 constexpr std::uint16_t kBoxMasterPort = 55100;
 
+/// A `raw` request of all that may wait for the box, with some room for the word itself.
+constexpr std::size_t kMaxLine = 2 * sim::RouterStream::kMaxUnsent + 64;
+
 sim::RouterEnds EndsOf(const sim::RouterOptions& options) {
     sim::RouterEnds ends;
     ends.mLocal = options.mLocal;
@@ -35,17 +38,19 @@ void Run(const sim::RouterOptions& options) {
     };
     std::unique_ptr<sim::LineServer> control;
     if (options.mControl) {
-        control =
-            std::make_unique<sim::LineServer>(service, *options.mControl, [handle](const std::string& line) {
+        control = std::make_unique<sim::LineServer>(
+            service, *options.mControl,
+            [handle](const std::string& line) {
                 return sim::LineAnswer{handle(line), nullptr};
-            });
+            },
+            kMaxLine);
         std::printf("control: %s\n", control->Address().c_str());
         std::fflush(stdout);
         control->Start();
     }
     boost::asio::signal_set signals(service, SIGINT, SIGTERM);
     signals.async_wait([&service](const boost::system::error_code&, int) { service.stop(); });
-    sim::StandardInput input(service, handle);
+    sim::StandardInput input(service, kMaxLine, handle);
     link.Start();
     input.Start();
     service.run();
