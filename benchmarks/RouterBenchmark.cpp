@@ -12,17 +12,32 @@
 #include <string>
 #include <thread>
 
+#include "AdcControlFsi_KX4093.h"
+#include "AudioDmaFsi.h"
+#include "AudioDmaManager.h"
 #include "Audit.h"
+#include "BrindletStatusManager.h"
+#include "ClocksFsi_KX4093.h"
 #include "CommandLine.h"
+#include "DacControlFsi_KX4093.h"
 #include "DeskCommands.h"
+#include "DiskNodes.h"
+#include "ExternalClockManager.h"
+#include "ExternalReferenceFsi.h"
 #include "IOStream.h"
+#include "IoCard_KX4093.h"
 #include "Quiet.h"
+#include "Registers.h"
 #include "RemoteAuditor.h"
+#include "RouteSetUp.h"
+#include "T2FsiLink.h"
 #include "TalvoCommandProcessor.h"
 #include "TalvoKLVComms.h"
+#include "TalvoPortManager.h"
 
 // What a router's command costs on its way to the event loop: its decoding and delivery alone, and the whole
-// way from its last byte on TCP, against its floor: an Asio reader of as many bytes that posts.
+// way from its last byte on TCP, against its floor: an Asio reader of as many bytes that posts. A bitmap goes
+// further, to the last word of the table in the FPGA's register; its floor ends with as many bare stores.
 
 namespace {
 
@@ -181,6 +196,94 @@ void CommandDelivery(benchmark::State& state) {
     MeasureDeliveries(state, links.mIo, links.mRouter, isDelivered);
 }
 BENCHMARK(CommandDelivery)->Name("Router/TcpToEventLoop")->MeasureProcessCPUTime()->UseRealTime();
+
+/// The floor of a bitmap's whole road: its delivery, then as many bare stores as the table has words, and the
+/// address.
+void BareDeliveryAndStores(benchmark::State& state) {
+    const OneCore core;
+    const DiskNodes nodes({{"0003", 0}});
+    fsi::UioBus bus = nodes.Bus();
+    const audio::AudioDmaFsi fsi(bus);
+    auto* const base = reinterpret_cast<volatile std::uint32_t*>(fsi.MappedBase());
+    boost::asio::io_service io;
+    const boost::asio::io_service::work work(io);
+    bool isDelivered = false;
+    const Reader reader(io, Bitmap().size(), [&] {
+        for (unsigned word = 0; word <= audio::AudioDmaFsi::kTableSize; ++word) {
+            base[fsi::registers::kIndirectData / sizeof(std::uint32_t)] = word;
+        }
+        isDelivered = true;
+    });
+    tcp::socket router(io);
+    Connect(router, reader.Port());
+    MeasureDeliveries(state, io, router, isDelivered);
+}
+BENCHMARK(BareDeliveryAndStores)->Name("Router/TcpToTable/Floor")->MeasureProcessCPUTime()->UseRealTime();
+
+/// What the port manager asks of the controller.
+class Talvo2Box : public TalvoBrindlet::BrindletStatusManager {
+  public:
+    std::uint32_t GetHid() override { return 1; }
+    std::uint32_t GetIoBoxStatus() const override { return 0; }
+    audio::FrequencyScaler GetFrequencyScaler() const override { return audio::FrequencyScaler::X2; }
+    SampleRates::SystemSampleRates GetSampleRate() const override { return SampleRates::SR48k; }
+    TalvoBrindlet::OperatingMode GetOperatingMode() const override {
+        return TalvoBrindlet::OperatingMode::Talvo2;
+    }
+    std::int32_t GetProtocol() const override { return 1; }
+    bool IsPrimaryLinkUp() const override { return true; }
+    bool IsSecondaryLinkUp() const override { return true; }
+    std::int32_t GetActiveLink() const override { return 0; }
+};
+
+/// The box's audio side on plain memory, where no change-over ever ends.
+struct AudioSide {
+    explicit AudioSide(boost::asio::io_service& io) {
+        mDma->SetEndpoints({mPrimary, mSecondary, mAdcClocks, mDacClocks});
+        TalvoBrindlet::WriteRouteTables({mPrimary, mSecondary}, *mAdcClocks, *mDacClocks);
+        mPorts = std::make_unique<TalvoBrindlet::TalvoPortManager>(
+            &mBox, mDma, mClocks, mPrimary, mSecondary,
+            std::make_shared<TalvoBrindlet::IoCard_KX4093>(0, 0, 0, mAdc, mDac, mAdcClocks, mDacClocks, io));
+    }
+
+    const DiskNodes mNodes{{{"0003", 0}, {"0004", 0}, {"0007", 0}, {"0008", 0}, {"000C", 1}, {"000D", 4}}};
+    fsi::UioBus mBus = mNodes.Bus();
+    fsi::DeviceRegistry mDevices;
+    Talvo2Box mBox;
+    std::shared_ptr<TalvoBrindlet::AdcControlFsi_KX4093> mAdc =
+        mDevices.Add<TalvoBrindlet::AdcControlFsi_KX4093>("adc", mBus);
+    std::shared_ptr<TalvoBrindlet::DacControlFsi_KX4093> mDac =
+        mDevices.Add<TalvoBrindlet::DacControlFsi_KX4093>("dac", mBus);
+    std::shared_ptr<TalvoBrindlet::AdcClocksFsi_KX4093> mAdcClocks =
+        mDevices.Add<TalvoBrindlet::AdcClocksFsi_KX4093>("adcins", mBus);
+    std::shared_ptr<TalvoBrindlet::DacClocksFsi_KX4093> mDacClocks =
+        mDevices.Add<TalvoBrindlet::DacClocksFsi_KX4093>("dacins", mBus);
+    std::shared_ptr<audio::AudioDmaFsi> mAdma = mDevices.Add<audio::AudioDmaFsi>("adma", mBus);
+    std::shared_ptr<audio::ExternalReferenceFsi> mReference =
+        mDevices.Add<audio::ExternalReferenceFsi>("extref", mBus);
+    std::shared_ptr<audio::T2FsiLink> mPrimary = mDevices.Add<audio::T2FsiLink>("t1", 3U, 1U);
+    std::shared_ptr<audio::T2FsiLink> mSecondary = mDevices.Add<audio::T2FsiLink>("t2", 2U, 2U);
+    boost::asio::io_service mUnused;
+    std::shared_ptr<audio::ExternalClockManager> mClocks =
+        std::make_shared<audio::ExternalClockManager>(mUnused, mReference);
+    std::shared_ptr<audio::AudioDmaManager> mDma = std::make_shared<audio::AudioDmaManager>(&mDevices, mAdma);
+    std::unique_ptr<TalvoBrindlet::TalvoPortManager> mPorts;
+};
+
+void BitmapToTable(benchmark::State& state) {
+    const QuietOutput quiet;
+    const OneCore core;
+    Links links;
+    AudioSide audioSide(links.mIo);
+    bool isDelivered = false;
+    links.mProcessor.Register<PortBitmapCmd>(PortBitmapCmd::kId,
+                                             [&](const auto& command, unsigned char, StreamType) {
+                                                 audioSide.mPorts->HandlePortBitmap(command, 0);
+                                                 isDelivered = true;
+                                             });
+    MeasureDeliveries(state, links.mIo, links.mRouter, isDelivered);
+}
+BENCHMARK(BitmapToTable)->Name("Router/TcpToTable")->MeasureProcessCPUTime()->UseRealTime();
 
 /// Ten thousand commands at once, each with a line in the log that a client of the shell tails.
 void Burst(benchmark::State& state) {
