@@ -93,12 +93,17 @@ LinkDriver::~LinkDriver() {
 }
 
 void LinkDriver::SetLink(unsigned link, const LinkSpec& spec) {
-    const std::string report = ReportOf(link, spec);
     const std::lock_guard<std::mutex> lock(mMutex);
-    for (const Address address : FindApplication()) {
-        Send(address, report);
+    Reports news;
+    news[link] = ReportOf(link, spec);
+    Reports all = mReports;
+    all[link] = news[link];
+    const std::set<Address> application = FindApplication();
+    for (const Address address : application) {
+        SendReports(address, mServed.count(address) != 0 ? news : all);
     }
-    mReports[link] = report;
+    mServed = application;
+    mReports = all;
     mStates[link] = StateOf(spec);
     if (!mWatcher.joinable()) {
         mWatcher = std::thread([this] { Watch(); });
@@ -107,12 +112,12 @@ void LinkDriver::SetLink(unsigned link, const LinkSpec& spec) {
 
 void LinkDriver::SendDatagram(const std::string& bytes) {
     const std::lock_guard<std::mutex> lock(mMutex);
-    const std::set<Address> application = FindApplication();
-    if (application.empty()) {
-        throw BadText("the application has no netlink socket");
+    bool isReceived = false;
+    for (const Address address : FindApplication()) {
+        isReceived |= Send(address, bytes);
     }
-    for (const Address address : application) {
-        Send(address, bytes);
+    if (!isReceived) {
+        throw BadText("the application has no netlink socket");
     }
 }
 
@@ -138,13 +143,26 @@ std::set<LinkDriver::Address> LinkDriver::FindApplication() const {
     return found;
 }
 
-void LinkDriver::Send(Address address, const std::string& bytes) const {
+/// Whether the socket was still there.
+bool LinkDriver::Send(Address address, const std::string& bytes) const {
     sockaddr_nl receiver{};
     receiver.nl_family = AF_NETLINK;
     receiver.nl_pid = address;
     if (::sendto(mSocket, bytes.data(), bytes.size(), MSG_DONTWAIT, reinterpret_cast<sockaddr*>(&receiver),
-                 sizeof receiver) < 0) {
-        throw BadText(std::string("the datagram can't go: ") + std::strerror(errno));
+                 sizeof receiver) >= 0) {
+        return true;
+    }
+    if (errno == ECONNREFUSED) {
+        return false;  // the application opens one for a moment only, as it starts
+    }
+    throw BadText(std::string("the datagram can't go: ") + std::strerror(errno));
+}
+
+void LinkDriver::SendReports(Address address, const Reports& reports) const {
+    for (const auto& report : reports) {
+        if (report) {
+            Send(address, *report);
+        }
     }
 }
 
@@ -161,20 +179,13 @@ bool LinkDriver::DeliverToNewcomers() {
     const std::set<Address> application = FindApplication();
     std::set<Address> served;
     for (const Address address : application) {
-        bool isServed = true;
-        if (mServed.count(address) == 0) {
-            try {
-                for (const auto& report : mReports) {
-                    if (report) {
-                        Send(address, *report);
-                    }
-                }
-            } catch (const BadText&) {
-                isServed = false;  // tried again in the next round
+        try {
+            if (mServed.count(address) == 0) {
+                SendReports(address, mReports);
             }
-        }
-        if (isServed) {
             served.insert(address);
+        } catch (const BadText&) {
+            continue;  // tried again in the next round
         }
     }
     mServed = served;

@@ -48,9 +48,12 @@ class LinkDriver {
   private:
     /// A socket of the application, by its number on the netlink.
     using Address = std::uint32_t;
+    /// A datagram for each link of which there is something to tell.
+    using Reports = std::array<std::optional<std::string>, kLinks>;
 
     std::set<Address> FindApplication() const;
-    void Send(Address address, const std::string& bytes) const;
+    bool Send(Address address, const std::string& bytes) const;
+    void SendReports(Address address, const Reports& reports) const;
     void Watch();
     bool DeliverToNewcomers();
 
@@ -59,7 +62,7 @@ class LinkDriver {
     mutable std::mutex mMutex;
     std::condition_variable mWake;
     bool mStopping = false;
-    std::array<std::optional<std::string>, kLinks> mReports;  ///< the last datagram of each link
+    Reports mReports;  ///< the last one of each link
     States mStates;
     std::set<Address> mServed;  ///< sockets that know the present state
     std::thread mWatcher;

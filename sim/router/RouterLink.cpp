@@ -1,5 +1,7 @@
 #include "RouterLink.h"
 
+#include <sys/socket.h>
+
 #include <boost/asio/buffer.hpp>
 #include <chrono>
 #include <stdexcept>
@@ -36,12 +38,19 @@ RouterLink::RouterLink(boost::asio::io_service& service, RouterEnds ends, std::u
       mType(type),
       mUdp(service, Udp::v4()),
       mBoxUdp(make_address_v4(mEnds.mBox), mEnds.mBoxUdp),
-      mHeartbeatTimer(service),
       mRedialTimer(service) {
     BindHeartbeats();
 }
 
 RouterLink::~RouterLink() {
+    {
+        const std::lock_guard<std::mutex> lock(mHeartbeatMutex);
+        mIsEnding = true;
+    }
+    mHeartbeatWake.notify_all();
+    if (mHeartbeatThread.joinable()) {
+        mHeartbeatThread.join();
+    }
     if (mStream) {
         mStream->Close();
     }
@@ -49,45 +58,43 @@ RouterLink::~RouterLink() {
 
 void RouterLink::BindHeartbeats() {
     error_code failure;
-    mUdp.set_option(Udp::socket::reuse_address(true), failure);
     mUdp.non_blocking(true, failure);
     mUdp.bind({make_address_v4(mEnds.mLocal), mEnds.mLocalUdp}, failure);
     if (failure) {
         throw std::runtime_error("cannot take heartbeats on " + mEnds.mLocal + ":" +
                                  std::to_string(mEnds.mLocalUdp) + ": " + failure.message());
     }
+    mUdpDescriptor = mUdp.native_handle();
 }
 
 void RouterLink::Start() {
-    mHeartbeatTimer.expires_after(std::chrono::seconds(0));
-    AwaitHeartbeatTime();
+    mHeartbeatThread = std::thread([this] { RunHeartbeats(); });
     ReceiveDatagram();
     Dial();
 }
 
-void RouterLink::AwaitHeartbeatTime() {
-    mHeartbeatTimer.async_wait([this](const error_code& error) {
-        if (error) {
-            return;
-        }
+void RouterLink::RunHeartbeats() {
+    using Clock = std::chrono::steady_clock;
+    auto due = Clock::now();
+    std::unique_lock<std::mutex> lock(mHeartbeatMutex);
+    while (!mHeartbeatWake.wait_until(lock, due, [this] { return mIsEnding; })) {
         if (mHeartbeat) {
             SendHeartbeat();
         }
         // Steady, but what a stopped process has missed isn't made up for.
-        const auto now = std::chrono::steady_clock::now();
-        const auto due = mHeartbeatTimer.expiry() + kHeartbeatPeriod;
-        mHeartbeatTimer.expires_at(due < now ? now + kHeartbeatPeriod : due);
-        AwaitHeartbeatTime();
-    });
+        const auto now = Clock::now();
+        due += kHeartbeatPeriod;
+        due = due < now ? now + kHeartbeatPeriod : due;
+    }
 }
 
 void RouterLink::SendHeartbeat() {
     std::array<unsigned char, kHeartbeatSize> bytes{};  // the status word stays 0
     little_endian::Store(mHid, bytes.data());
     little_endian::Store(mType, bytes.data() + kTypeOffset);
-    error_code failure;
-    mUdp.send_to(boost::asio::buffer(bytes), mBoxUdp, 0, failure);
-    mHeartbeatsSent += failure ? 0 : 1;
+    const ssize_t sent = ::sendto(mUdpDescriptor, bytes.data(), bytes.size(), MSG_DONTWAIT, mBoxUdp.data(),
+                                  static_cast<socklen_t>(mBoxUdp.size()));
+    mHeartbeatsSent += sent == static_cast<ssize_t>(bytes.size()) ? 1 : 0;
 }
 
 void RouterLink::ReceiveDatagram() {

@@ -1,14 +1,18 @@
 #pragma once
 
 #include <array>
+#include <atomic>
 #include <boost/asio/io_service.hpp>
 #include <boost/asio/ip/udp.hpp>
 #include <boost/asio/steady_timer.hpp>
+#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <memory>
+#include <mutex>
 #include <string>
+#include <thread>
 
 #include "RouterStream.h"
 
@@ -68,7 +72,7 @@ class RouterLink {
     using Udp = boost::asio::ip::udp;
 
     void BindHeartbeats();
-    void AwaitHeartbeatTime();
+    void RunHeartbeats();
     void SendHeartbeat();
     void ReceiveDatagram();
     void TakeDatagram(std::size_t size);
@@ -86,9 +90,15 @@ class RouterLink {
     const Udp::endpoint mBoxUdp;
     Udp::endpoint mSender;
     std::array<char, 2048> mDatagram{};
-    boost::asio::steady_timer mHeartbeatTimer;
-    bool mHeartbeat = true;
-    std::uint64_t mHeartbeatsSent = 0;
+    int mUdpDescriptor = -1;
+
+    // Heartbeats go out from a thread of their own, or the handling of a long request would hold them up.
+    std::thread mHeartbeatThread;
+    std::mutex mHeartbeatMutex;
+    std::condition_variable mHeartbeatWake;
+    bool mIsEnding = false;
+    std::atomic<bool> mHeartbeat{true};
+    std::atomic<std::uint64_t> mHeartbeatsSent{0};
     std::uint64_t mHeartbeatsReceived = 0;
     std::uint32_t mBoxHid = 0;
     std::uint32_t mBoxType = 0;

@@ -1,5 +1,9 @@
 #include "RouterStream.h"
 
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/write.hpp>
 #include <chrono>
@@ -54,8 +58,29 @@ void RouterStream::OnDialled() {
     error_code ignored;
     mSocket.set_option(Tcp::no_delay(true), ignored);
     mSocket.non_blocking(true, ignored);
+    WatchForLoss();
     mEvents.mOnConnected();
     Await();
+}
+
+/// A box that is cut off says nothing, and while reading is off not even its reset would be seen.
+void RouterStream::WatchForLoss() {
+    constexpr int kOn = 1;
+    constexpr int kProbeSeconds = 1;
+    constexpr int kProbes = 3;
+    constexpr unsigned kUnansweredMs = 4000;
+    const int descriptor = mSocket.native_handle();
+    ::setsockopt(descriptor, SOL_SOCKET, SO_KEEPALIVE, &kOn, sizeof kOn);
+    ::setsockopt(descriptor, IPPROTO_TCP, TCP_KEEPIDLE, &kProbeSeconds, sizeof kProbeSeconds);
+    ::setsockopt(descriptor, IPPROTO_TCP, TCP_KEEPINTVL, &kProbeSeconds, sizeof kProbeSeconds);
+    ::setsockopt(descriptor, IPPROTO_TCP, TCP_KEEPCNT, &kProbes, sizeof kProbes);
+    ::setsockopt(descriptor, IPPROTO_TCP, TCP_USER_TIMEOUT, &kUnansweredMs, sizeof kUnansweredMs);
+    mSocket.async_wait(Tcp::socket::wait_error, [weak = weak_from_this()](const error_code& error) {
+        const auto self = weak.lock();
+        if (self && !error) {
+            self->End();
+        }
+    });
 }
 
 void RouterStream::SetReading(bool on) {

@@ -53,6 +53,7 @@ class RouterStream : public std::enable_shared_from_this<RouterStream> {
 
   private:
     void OnDialled();
+    void WatchForLoss();
     void Await();
     void Read();
     void Write();

@@ -1,6 +1,7 @@
 #include "StandardInput.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <boost/asio/post.hpp>
@@ -18,7 +19,12 @@ using boost::system::error_code;
 
 /// Asio makes a descriptor non-blocking, for everyone who shares its open file, the terminal's other users
 /// among them; so the file is opened once more where it can be.
+/// A file that can't be waited for isn't, and goes on from where it is.
 void Assign(boost::asio::posix::stream_descriptor& stream, int standard, int access) {
+    struct stat kind {};
+    if (::fstat(standard, &kind) != 0 || S_ISREG(kind.st_mode)) {
+        return;
+    }
     const std::string path = "/proc/self/fd/" + std::to_string(standard);
     int descriptor = ::open(path.c_str(), access | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
     if (descriptor < 0) {

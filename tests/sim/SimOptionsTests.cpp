@@ -24,7 +24,8 @@ TEST(SimOptions, AreTakenInBothFormsUpToTheDashes) {
          "--syncing", "--bench",    ":0",          "--",         "--dip",      "--",         "-l"});
     EXPECT_EQ(options.mRoot, "/tmp/r");
     EXPECT_EQ(options.mTrace, "a=b");
-    EXPECT_THAT(options.mBoard, FieldsAre(255U, 0xFFFFFFFFU, 0U, 7U, 0U, ElementsAre("000c", "0003"), true, testing::_));
+    EXPECT_THAT(options.mBoard,
+                FieldsAre(255U, 0xFFFFFFFFU, 0U, 7U, 0U, ElementsAre("000c", "0003"), true, testing::_));
     EXPECT_THAT(options.mBench, FieldsAre("127.0.0.1", 0));
     EXPECT_EQ(options.mApplication.back(), nullptr);
     const std::vector<std::string> application(options.mApplication.begin(), options.mApplication.end() - 1);
@@ -47,6 +48,8 @@ TEST(SimOptions, GetOneClearLineWhereTheyAreWrong) {
         {{"--dip", "0x"}, "option --dip: value '0x' isn't a number from 0 to 255"},
         {{"--dip", "4294967297"}, "option --dip: value '4294967297' isn't a number from 0 to 255"},
         {{"--without", "0005"}, "option --without: the board has no node '0005'"},
+        {{"--link0", "up 0x5002"}, "option --link0: up needs HID and PORT"},
+        {{"--link1=sideways"}, "option --link1: 'sideways' isn't one of up down"},
         {{"--bench", "localhost"}, "option --bench: 'localhost' isn't an IPv4 address"},
         {{"--bench", "127.0.0.1:"}, "option --bench: port '' isn't a number from 0 to 65535"},
     };
