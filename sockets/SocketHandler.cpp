@@ -90,13 +90,17 @@ SocketHandler::SocketHandler(StdLog& log)
 }
 
 SocketHandler::~SocketHandler() {
+    CloseAll();
+    ::close(mWakeDescriptor);
+}
+
+void SocketHandler::CloseAll() {
     while (GetCount() > 0) {
         TakeAdded();
         if (!mSockets.empty()) {
             Remove(*mSockets.front());
         }
     }
-    ::close(mWakeDescriptor);
 }
 
 void SocketHandler::Add(Socket* socket) {

@@ -30,6 +30,10 @@ class SocketHandler : public ISocketHandler {
     /// How many sockets it serves or is to serve. Any thread.
     std::size_t GetCount() const;
 
+  protected:
+    /// Ends all sockets. For the destructor of a class whose sockets use it when they end.
+    void CloseAll();
+
   private:
     using Clock = Socket::Clock;
     struct Sets;

@@ -27,6 +27,7 @@ class RecordingStream;
 class RecordingHandler : public SocketHandler {
   public:
     using SocketHandler::SocketHandler;
+    ~RecordingHandler() override { CloseAll(); }
 
     template <class Predicate>
     bool RunUntil(const Predicate& done) {

@@ -11,6 +11,7 @@ class TalvoKLVSocketHandler : public SocketHandler {
     /// All three outlive the handler.
     TalvoKLVSocketHandler(StdLog& log, iRouterKLVComms& comms, TalvoCommandProcessor& processor)
         : SocketHandler(log), mComms(comms), mProcessor(processor) {}
+    ~TalvoKLVSocketHandler() override { CloseAll(); }
 
     iRouterKLVComms& Comms() const { return mComms; }
     TalvoCommandProcessor& Processor() const { return mProcessor; }
