@@ -18,6 +18,16 @@ using Clock = std::chrono::steady_clock;
 
 namespace {
 
+// The sanitizers keep what has been freed, so as to see who still uses it.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool kIsInstrumented = true;
+#else
+constexpr bool kIsInstrumented = false;
+#endif
+
+/// For what takes moments, on a machine that does much else.
+constexpr auto kPatience = 60s;
+
 const RouterSeat kPrimary{0, 0x5000, 2};
 const RouterSeat kSecondary{1, 0x5000, 2};
 
@@ -44,7 +54,7 @@ class RouterLinks : public SiteTest {
   public:
     /// Asks again and again until `text` stands in the answer; gives the last answer.
     template <class Ask>
-    static std::string Await(const Ask& ask, const std::string& text, Clock::duration patience = 20s) {
+    static std::string Await(const Ask& ask, const std::string& text, Clock::duration patience = kPatience) {
         const auto deadline = Clock::now() + patience;
         std::string answer = ask();
         while (answer.find(text) == std::string::npos && Clock::now() < deadline) {
@@ -54,7 +64,7 @@ class RouterLinks : public SiteTest {
         return answer;
     }
 
-    std::string AwaitActive(const std::string& name, Clock::duration patience = 20s) {
+    std::string AwaitActive(const std::string& name, Clock::duration patience = kPatience) {
         return Await([this] { return mBox->Shell().Ask("t2act"); }, "Active Talvo link - " + name, patience);
     }
 
@@ -100,7 +110,7 @@ class RouterLinks : public SiteTest {
     /// Whether a question of the router is answered by both replies.
     bool Serves(unsigned link) {
         const std::size_t before = Received(link, "IO_INFO\"");
-        const auto deadline = Clock::now() + 20s;
+        const auto deadline = Clock::now() + kPatience;
         while (mRouters[link]->Ask("info") != "ok") {
             if (Clock::now() > deadline) {
                 return false;
@@ -270,7 +280,9 @@ TEST_F(RouterLinks, LeakNothingInAThousandReconnections) {
     Await([&] { return mBox->App().Usage().mDescriptors <= before.mDescriptors ? "flat" : ""; }, "flat");
     const auto after = mBox->App().Usage();
     EXPECT_LE(after.mDescriptors, before.mDescriptors);
-    EXPECT_LE(after.mResidentKib, before.mResidentKib + 4096);
+    if (!kIsInstrumented) {
+        EXPECT_LE(after.mResidentKib, before.mResidentKib + 4096);
+    }
 }
 
 TEST_F(RouterLinks, PassOverReportsThatAreNone) {
