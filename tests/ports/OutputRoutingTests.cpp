@@ -120,8 +120,8 @@ TEST_F(OutputRouting, BitmapsPreferALinkThatADeadOneOverrides) {
     EXPECT_EQ(decisions(2), "----");
     EXPECT_EQ(decisions(255), "----");
     std::vector<std::uint16_t> keys;
-    for (const std::int16_t port : {-32768, -1, 0, 1, 2, 3, 4, 5, 6, 7, 8, 32767}) {
-        keys.push_back(T2PortBitmapProcessor::OutputPortToAudioPort(port));
+    for (const int port : {-32768, -1, 0, 1, 2, 3, 4, 5, 6, 7, 8, 32767}) {
+        keys.push_back(T2PortBitmapProcessor::OutputPortToAudioPort(static_cast<std::int16_t>(port)));
     }
     EXPECT_THAT(keys, ElementsAre(0xFFFF, 0xFFFF, 7, 6, 5, 4, 2, 3, 0, 1, 0xFFFF, 0xFFFF));
 }

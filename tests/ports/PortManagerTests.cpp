@@ -255,7 +255,8 @@ TEST_F(PortManager, ReportsPortsThatAreNotThere) {
     mPorts->HandleSetOutputGain(OutputGain(3, -100), 0);
     mPorts->HandleOutputMute(Mute(3, 2), 0);
     EXPECT_EQ(mLog.Count("Brindlet: received command to set output gain to -100 cB for port 3\n "), 1U);
-    for (const std::int16_t port : {-32768, -1, 3, 8, 32767}) {
+    for (const int id : {-32768, -1, 3, 8, 32767}) {
+        const auto port = static_cast<std::int16_t>(id);
         EXPECT_EQ(mPorts->GetOutputGain(port), port == 3 ? -100 : 0) << port;
         EXPECT_EQ(mPorts->GetOutputMute(port), port == 3) << port;
     }
