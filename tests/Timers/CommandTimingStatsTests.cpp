@@ -2,8 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <future>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "CapturedLog.h"
@@ -20,10 +20,9 @@ TEST(CommandTimingStats, KeepsARowForEachNameAndTheMaximaOfAllThreads) {
         return CommandTimingStats::KeyNames{"Type", key == 1 ? "Command" : nullptr};
     });
     constexpr std::uint32_t kKeys = 1000;
-    std::vector<std::thread> threads;
-    threads.reserve(3);
-    for (int thread = 0; thread < 3; ++thread) {
-        threads.emplace_back([&stats] {
+    std::vector<std::future<void>> threads(3);
+    for (std::future<void>& thread : threads) {
+        thread = std::async(std::launch::async, [&stats] {
             for (std::uint32_t key = 1; key <= kKeys; ++key) {
                 stats.BeginKey(key);
                 stats.EndKey();
@@ -33,10 +32,8 @@ TEST(CommandTimingStats, KeepsARowForEachNameAndTheMaximaOfAllThreads) {
             }
         });
     }
-    stats.Report();  // beside the counting
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
+    stats.Report();   // beside the counting
+    threads.clear();  // waits for them
     const std::size_t before = log.Lines().size();
     stats.Report();
     std::vector<std::string> lines = log.Lines();

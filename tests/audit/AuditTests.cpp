@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cstdlib>
 #include <ctime>
+#include <future>
 #include <set>
 #include <string>
 #include <thread>
@@ -53,7 +54,6 @@ TEST(FeatureNames, AreSpelledAsTheyAlwaysWereAndFoundByTheExactNameOnly) {
         }
     }
     EXPECT_EQ(digest, 0x37c88901d29f3d47);
-    EXPECT_EQ(Audit::FeatureId("TalvoIoBox"), static_cast<int>(Feature::TalvoIoBox));
     for (const std::string& name : {std::string(), std::string("assert"), std::string("Asser"),
                                     std::string("Assert\0", 7), std::string("MaxDebugLevels")}) {
         EXPECT_EQ(Audit::FeatureId(name), -1) << name;
@@ -86,22 +86,19 @@ TEST_F(AuditInstance, SwitchesFeaturesAndGoesBackToTheDefaultsOrASnapshot) {
 TEST_F(AuditInstance, IsMadeOnceHoweverManyThreadsAskFirst) {
     for (int round = 0; round < 50; ++round) {
         Audit::DestroyInstance();
-        std::array<Audit*, 4> seen{};
-        std::array<std::thread, seen.size()> threads;
         std::atomic<std::size_t> ready{0};
-        for (std::size_t number = 0; number < seen.size(); ++number) {
-            threads.at(number) = std::thread([&instance = seen.at(number), &seen, &ready] {
-                ++ready;
-                while (ready < seen.size()) {
+        std::array<std::future<Audit*>, 4> threads;
+        for (auto& thread : threads) {
+            thread = std::async(std::launch::async, [&ready, all = threads.size()] {
+                for (++ready; ready < all;) {
                     std::this_thread::yield();
                 }
-                instance = &Audit::Instance();
+                return &Audit::Instance();
             });
         }
-        for (std::thread& thread : threads) {
-            thread.join();
+        for (auto& thread : threads) {
+            ASSERT_EQ(thread.get(), &Audit::Instance());
         }
-        ASSERT_EQ(std::set<Audit*>(seen.begin(), seen.end()).size(), 1U);
     }
 }
 

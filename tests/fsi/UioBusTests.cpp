@@ -3,43 +3,29 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 
+#include <array>
 #include <boost/filesystem.hpp>
 #include <cstring>
-#include <optional>
 #include <system_error>
 
 #include "Registers.h"
 #include "ScopedFolder.h"
-
-using testing::HasSubstr;
 
 namespace {
 
 /// A device tree of plain files: entries as the kernel has them, and a file of memory for each device node.
 class UioTree : public testing::Test {
   protected:
-    struct Entry {
-        std::string mName = "0007\n";
-        std::optional<std::string> mSize = "0x00001000\n";
-        std::optional<std::string> mOffset = "0x0\n";
-        bool mHasNode = true;
-    };
-
     UioTree() { boost::filesystem::create_directories(mFolder / "dev"); }
 
-    void Add(const std::string& node, const Entry& entry) {
+    void Add(const std::string& node, const std::string& name, const std::string& size = "0x00001000\n",
+             const std::string& offset = "0x0\n") {
         const std::string folder = mFolder / ("class/" + node);
         boost::filesystem::create_directories(folder + "/maps/map0");
-        WriteFile(folder + "/name", entry.mName);
-        if (entry.mSize) {
-            WriteFile(folder + "/maps/map0/size", *entry.mSize);
-        }
-        if (entry.mOffset) {
-            WriteFile(folder + "/maps/map0/offset", *entry.mOffset);
-        }
-        if (entry.mHasNode) {
-            WriteFile(Device(node), std::string(8192, '\0'));
-        }
+        WriteFile(folder + "/name", name);
+        WriteFile(folder + "/maps/map0/size", size);
+        WriteFile(folder + "/maps/map0/offset", offset);
+        WriteFile(Device(node), std::string(8192, '\0'));
     }
 
     std::string Device(const std::string& node) const { return mFolder / ("dev/" + node); }
@@ -71,7 +57,7 @@ class UioTree : public testing::Test {
 }  // namespace
 
 TEST_F(UioTree, ReachesTheRegistersThroughTheMapOffset) {
-    Add("uio3", {"000C\n", "0x1000\n", "0x100\n"});
+    Add("uio3", "000C\n", "0x1000\n", "0x100\n");
     const auto window = Open("000c");
     window->Write(fsi::registers::kControl, 0x12345678);
     EXPECT_EQ(WordInFile("uio3", 0x138), 0x12345678U);
@@ -85,32 +71,34 @@ TEST_F(UioTree, ReachesTheRegistersThroughTheMapOffset) {
 }
 
 TEST_F(UioTree, CountsInstancesInStringOrderOfTheirPaths) {
-    Add("uio2", {});
-    Add("uio10", {});
-    Add("uio1", {"0008\n"});
+    Add("uio2", "0007\n");
+    Add("uio10", "0007\n");
+    Add("uio1", "0008\n");
     boost::filesystem::create_directories(mFolder / "class/uio0");  // an entry without a name
     Open("0007", 0)->Write(fsi::registers::kControl, 10);
     Open("0007", 1)->Write(fsi::registers::kControl, 2);
     EXPECT_EQ(WordInFile("uio10", 0x38), 10U);
     EXPECT_EQ(WordInFile("uio2", 0x38), 2U);
-    EXPECT_THAT(FailureOf("0007", 2), HasSubstr("FSI '0007' (device '', fd -1, size 0)"));
+    EXPECT_THAT(FailureOf("0007", 2), testing::HasSubstr("FSI '0007' (device '', fd -1, size 0)"));
 }
 
 TEST_F(UioTree, NamesWhatItCouldNotOpenOrMap) {
-    Add("uio0", {"0001", "0x1000", "0x0", false});
-    Add("uio1", {"0002", std::nullopt});
-    Add("uio2", {"0003", "junk"});
-    Add("uio3", {"0004", "0x1000", "0xFE0"});
-    Add("uio4", {"0005", "FFFFFFFFFF"});
-    EXPECT_THAT(FailureOf("0001"),
-                HasSubstr("FSI '0001' (device '" + Device("uio0") + "', fd -1, size 4096)"));
-    EXPECT_THAT(FailureOf("0002"), testing::MatchesRegex("FSI '0002' .device '.*uio1', fd [0-9]+, size 0.*"));
-    EXPECT_THAT(FailureOf("0003"), testing::MatchesRegex("FSI '0003' .device '.*uio2', fd [0-9]+, size 0.*"));
-    EXPECT_THAT(FailureOf("0004"),
-                testing::MatchesRegex("FSI '0004' .device '.*uio3', fd [0-9]+, size 4096.*"))
-        << "a block that would reach beyond its mapping";
-    EXPECT_THAT(FailureOf("0005"), HasSubstr("size 0)"));
-    EXPECT_THAT(FailureOf("000"), HasSubstr("device ''")) << "the start of an identity is not the identity";
-    boost::filesystem::remove_all(mFolder / "class");
-    EXPECT_THAT(FailureOf("0004"), HasSubstr("FSI '0004' (device '', fd -1, size 0)"));
+    Add("uio0", "0001");
+    boost::filesystem::remove(Device("uio0"));
+    Add("uio1", "0002");
+    boost::filesystem::remove(mFolder / "class/uio1/maps/map0/size");
+    Add("uio2", "0003", "junk");
+    Add("uio3", "0004", "0x1000", "0xFE0");  // a block that would reach beyond its mapping
+    Add("uio4", "0005", "FFFFFFFFFF");
+    const std::pair<const char*, const char*> rows[] = {
+        {"0001", "FSI '0001' .device '.*uio0', fd -1, size 4096.*"},
+        {"0002", "FSI '0002' .device '.*uio1', fd [0-9]+, size 0.*"},
+        {"0003", "FSI '0003' .device '.*uio2', fd [0-9]+, size 0.*"},
+        {"0004", "FSI '0004' .device '.*uio3', fd [0-9]+, size 4096.*"},
+        {"0005", "FSI '0005' .device '.*uio4', fd [0-9]+, size 0.*"},
+        {"000", "FSI '000' .device '', fd -1, size 0.*"},  // the start of an identity is not the identity
+    };
+    for (const auto& [identity, failure] : rows) {
+        EXPECT_THAT(FailureOf(identity), testing::MatchesRegex(failure));
+    }
 }

@@ -4,13 +4,12 @@
 
 #include <boost/asio/io_service.hpp>
 #include <future>
-#include <system_error>
 
-#include "LineConnection.h"
 #include "Board.h"
 #include "EventLoop.h"
 #include "EventLoopLink.h"
 #include "LineClient.h"
+#include "LineConnection.h"
 #include "OpenNode.h"
 #include "ScopedFolder.h"
 
@@ -80,15 +79,12 @@ TEST_F(Bench, RefusesABadRequestAndChangesNothing) {
     EXPECT_EQ(mBoard.StateText(), before);
 }
 
-TEST_F(Bench, PutsLinesTogetherAndRepliesInOrder) {
+TEST_F(Bench, PutsLinesTogetherRepliesInOrderAndEndsAConnectionWhoseLineNeverEnds) {
     mClient.Send("di");
     mClient.Send("p 7\nhear 0 0\nnonsense\r\n\nread 0010 0x1");
     EXPECT_THAT(mClient.ReadUntil("empty; 'help' names the requests\n"),
                 StartsWith("ok\nok none\nerror unknown request 'nonsense'; "));
     EXPECT_EQ(mClient.Ask("8"), "ok 0x000004d2");
-}
-
-TEST_F(Bench, EndsAConnectionWhoseLineNeverEnds) {
     const std::string longest = "dip " + std::string(sim::LineConnection::kMaxLine - 4, '1');
     EXPECT_THAT(mClient.Ask(longest), StartsWith("error N '1111"));
     mClient.Send("dip 3\n" + longest + "1");
@@ -115,22 +111,6 @@ TEST_F(Bench, TurnsAwayOneClientTooMany) {
     EXPECT_EQ(LineClient(PortNumber()).Ask("dip 1"), "ok");
 }
 
-TEST_F(Bench, RefusesAPortThatIsTaken) {
-    const std::string reason = "cannot listen on " + mPort->Address() + ": Address already in use";
-    EXPECT_THAT(
-        [this] {
-            sim::BenchPort({"127.0.0.1", PortNumber()}, mBoard, mLoop);
-        },
-        testing::ThrowsMessage<std::system_error>(reason));
-}
-
-TEST_F(Bench, StopsWhileAClientWaits) {
-    mClient.Send("wait 60000\n");
-    EXPECT_EQ(LineClient(PortNumber()).Ask("wait 20"), kLoopHasNotRun);
-    mPort.reset();
-    EXPECT_EQ(mClient.ReadToEnd(), "");
-}
-
 TEST_F(Bench, WaitsForTheLoopAndForInterruptsUntilTheLoopHasEnded) {
     OpenNode power(mBoard, "000A");
     power.Write(0x30, 0x1);
@@ -148,4 +128,9 @@ TEST_F(Bench, WaitsForTheLoopAndForInterruptsUntilTheLoopHasEnded) {
     EXPECT_EQ(mClient.ReadLine(), "ok");
     mLoop.Attach(nullptr);
     EXPECT_EQ(mClient.ReadLine(), "error the application's event loop has ended");
+    mLoop.Attach(&service);
+    mClient.Send("dip 1\nwait 60000\n");
+    EXPECT_EQ(mClient.ReadLine(), "ok");
+    mPort.reset();
+    EXPECT_EQ(mClient.ReadToEnd(), "") << "it stops while a client waits";
 }

@@ -44,27 +44,18 @@ class ChangeOver : public testing::Test {
 
 }  // namespace
 
-TEST_F(ChangeOver, TakesTheTableIntoUseByItself) {
-    WriteTable(0x203);
-    EXPECT_FALSE(mBoard.Hear(0x801)) << "written, not in use";
-    const auto asked = std::chrono::steady_clock::now();
-    AskFor(0x203);
-    EXPECT_EQ(HeardAtEnd(), 0x203U);
-    EXPECT_GE(std::chrono::steady_clock::now() - asked, 900us);
-    EXPECT_FALSE(IsSyncing());
-    EXPECT_EQ(mBoard.Hear(0x200), 0U);
-    EXPECT_FALSE(mBoard.Hear(0)) << "a word of 0 is no transaction";
-}
-
 TEST_F(ChangeOver, NeedsARisingSyncBit) {
     mNode.Write(0x38, 0x20);
     HeardAtEnd();
     WriteTable(2);
+    EXPECT_FALSE(mBoard.Hear(0x801)) << "written, not in use";
     mNode.Write(0x38, 0x30);
     EXPECT_FALSE(IsSyncing()) << "the bit was up before";
     mNode.Write(0x38, 0x10);
     mNode.Write(0x38, 0x30);
     EXPECT_EQ(HeardAtEnd(), 2U);
+    EXPECT_EQ(mBoard.Hear(0x200), 0U);
+    EXPECT_FALSE(mBoard.Hear(0)) << "a word of 0 is no transaction";
 }
 
 TEST_F(ChangeOver, RemembersOneMoreWhileHeldAndTakesTheTableOfThen) {

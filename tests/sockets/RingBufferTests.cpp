@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstring>
 #include <string>
 
 namespace {
@@ -36,23 +35,6 @@ TEST(RingBuffer, WhatDoesNotFitOrIsNotThereChangesNothing) {
     EXPECT_FALSE(ring.Remove(4));
     EXPECT_TRUE(ring.Read(taken, 3));
     EXPECT_STREQ(taken, "abc");
-}
-
-TEST(RingBuffer, FreeSpaceIsFilledInTwoPartsAcrossTheWrap) {
-    RingBuffer ring(5);
-    ASSERT_TRUE(ring.Write("abcd", 4) && ring.Remove(3));
-    std::string left = "efgh";
-    for (const std::size_t expected : {1U, 3U, 0U}) {
-        std::size_t room = 99;
-        char* const space = ring.FreeSpace(room);
-        ASSERT_EQ(room, expected);
-        std::memcpy(space, left.data(), room);
-        ring.Fill(room);
-        left.erase(0, room);
-    }
-    char taken[6] = {};
-    EXPECT_TRUE(ring.Read(taken, 5));
-    EXPECT_STREQ(taken, "defgh");
 }
 
 }  // namespace

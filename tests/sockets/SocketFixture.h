@@ -1,19 +1,20 @@
 #pragma once
 
 #include <gmock/gmock.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <sys/time.h>
-#include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
+#include <boost/asio/io_service.hpp>
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/read.hpp>
+#include <boost/asio/write.hpp>
 #include <chrono>
 #include <cstdint>
+#include <future>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
-#include <utility>
 #include <vector>
 
 #include "SocketHandler.h"
@@ -30,6 +31,10 @@ class Record {
         const std::lock_guard lock(mMutex);
         mEntries.push_back(what);
     }
+    void Clear() {
+        const std::lock_guard lock(mMutex);
+        mEntries.clear();
+    }
     std::vector<std::string> Entries() const {
         const std::lock_guard lock(mMutex);
         return mEntries;
@@ -44,20 +49,18 @@ class Record {
     std::vector<std::string> mEntries;
 };
 
-class RecordingLog : public StdLog {
+class RecordingLog : public StdLog, public Record {
   public:
     void Report(const Socket*, const std::string& call, int, const std::string&, Level) override {
-        mReports.Add(call);
+        Add(call);
     }
-    Record mReports;
 };
 
 /// Tells its record what becomes of it, and takes all input out of the ring unless told otherwise.
 class RecordingSocket : public TcpSocket {
   public:
-    RecordingSocket(ISocketHandler& handler, Record& record, std::size_t inputSize = 1000,
-                    std::size_t outputSize = 0x40000)
-        : TcpSocket(handler, inputSize, outputSize), mRecord(record) {}
+    RecordingSocket(ISocketHandler& handler, Record& record, std::size_t outputSize = 0x40000)
+        : TcpSocket(handler, 1000, outputSize), mRecord(record) {}
     ~RecordingSocket() override { mRecord.Add("destroyed"); }
 
     void OnRead() override {
@@ -71,7 +74,6 @@ class RecordingSocket : public TcpSocket {
         EXPECT_TRUE(InputBuffer().Read(bytes.data(), bytes.size()));
         mInput += bytes;
     }
-    void OnAccept() override { mRecord.Add("accept"); }
     void OnConnect() override { mRecord.Add("connect"); }
     void OnReconnect() override { mRecord.Add("reconnect"); }
     void OnConnectFailed() override { mRecord.Add("failed"); }
@@ -94,100 +96,49 @@ class RawListener {
   public:
     enum class Kind { Refuses, Listens, NeverAnswers };
 
-    explicit RawListener(Kind kind) : mDescriptor(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-        const int smallBuffer = 4096;  // connections inherit it
-        setsockopt(mDescriptor, SOL_SOCKET, SO_RCVBUF, &smallBuffer, sizeof smallBuffer);
-        mAddress.sin_family = AF_INET;
-        mAddress.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t size = sizeof mAddress;
-        EXPECT_EQ(bind(mDescriptor, reinterpret_cast<sockaddr*>(&mAddress), size), 0);
-        EXPECT_EQ(getsockname(mDescriptor, reinterpret_cast<sockaddr*>(&mAddress), &size), 0);
+    explicit RawListener(Kind kind) {
+        mAcceptor.set_option(boost::asio::socket_base::receive_buffer_size(4096));  // connections inherit it
+        mAcceptor.bind({boost::asio::ip::address_v4::loopback(), 0});
         if (kind == Kind::Listens) {
-            Listen(5);
+            mAcceptor.listen();
         } else if (kind == Kind::NeverAnswers) {
-            Listen(0);
-            mFiller = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-            EXPECT_EQ(connect(mFiller, reinterpret_cast<sockaddr*>(&mAddress), size), 0);
+            mAcceptor.listen(0);
+            mFiller.connect(mAcceptor.local_endpoint());
         }
     }
-    ~RawListener() {
-        for (const int descriptor : {mDescriptor, mFiller, mPeer}) {
-            if (descriptor >= 0) {
-                close(descriptor);
-            }
-        }
-    }
-    RawListener(const RawListener&) = delete;
-    RawListener& operator=(const RawListener&) = delete;
 
-    std::uint16_t Port() const { return ntohs(mAddress.sin_port); }
-    void Listen(int backlog) const { EXPECT_EQ(listen(mDescriptor, backlog), 0); }
-
+    std::uint16_t Port() const { return mAcceptor.local_endpoint().port(); }
+    void Listen() { mAcceptor.listen(); }
     void Accept() {
-        ClosePeer();
-        mPeer = accept(mDescriptor, nullptr, nullptr);
-        const timeval patience{10, 0};
-        setsockopt(mPeer, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+        mPeer.close();
+        mAcceptor.accept(mPeer);
     }
-    void Send(const std::string& bytes) const {
-        EXPECT_EQ(send(mPeer, bytes.data(), bytes.size(), MSG_NOSIGNAL), static_cast<ssize_t>(bytes.size()));
-    }
+    void Send(const std::string& bytes) { boost::asio::write(mPeer, boost::asio::buffer(bytes)); }
     void ClosePeer(bool byReset = false) {
-        const linger atOnce{byReset ? 1 : 0, 0};
-        setsockopt(mPeer, SOL_SOCKET, SO_LINGER, &atOnce, sizeof atOnce);
-        close(std::exchange(mPeer, -1));
+        mPeer.set_option(boost::asio::socket_base::linger(byReset, 0));
+        mPeer.close();
     }
     /// Up to `size` bytes, or to the end of the connection.
-    std::string Receive(std::size_t size) const {
+    std::string Receive(std::size_t size) {
         std::string bytes(size, '\0');
-        std::size_t done = 0;
-        ssize_t count = 1;
-        while (done < size && count > 0) {
-            count = recv(mPeer, bytes.data() + done, size - done, 0);
-            done += static_cast<std::size_t>(std::max<ssize_t>(count, 0));
-        }
-        bytes.resize(done);
+        boost::system::error_code end;
+        bytes.resize(boost::asio::read(mPeer, boost::asio::buffer(bytes), end));
         return bytes;
     }
 
   private:
-    int mDescriptor;
-    int mFiller = -1;
-    int mPeer = -1;
-    sockaddr_in mAddress{};
+    using Tcp = boost::asio::ip::tcp;
+
+    boost::asio::io_service mIo;
+    Tcp::acceptor mAcceptor{mIo, Tcp::v4()};
+    Tcp::socket mFiller{mIo};
+    Tcp::socket mPeer{mIo};
 };
 
 /// A handler whose passes wait far longer than a test may take, so that whatever depends on the end of a wait
 /// fails.
 class HandlerFixture : public testing::Test {
   protected:
-    template <class Predicate>
-    bool RunUntil(const Predicate& done) {
-        const auto deadline = Clock::now() + std::chrono::seconds(8);
-        while (!done()) {
-            if (Clock::now() > deadline) {
-                return false;
-            }
-            mHandler.Select(10, 0);
-        }
-        return true;
-    }
-
-    /// The loop on a thread of its own while `body` runs.
-    template <class Body>
-    void RunBeside(const Body& body) {
-        std::atomic<bool> stops{false};
-        std::thread loop([this, &stops] {
-            while (!stops) {
-                mHandler.Select(10, 0);
-            }
-        });
-        body();
-        stops = true;
-        mHandler.Wake();
-        loop.join();
-    }
-
     template <class Predicate>
     static bool Await(const Predicate& done) {
         const auto deadline = Clock::now() + std::chrono::seconds(8);
@@ -197,7 +148,32 @@ class HandlerFixture : public testing::Test {
         return done();
     }
 
-    std::size_t Logged(const std::string& text) const { return mLog.mReports.Count(text); }
+    /// Until `done` holds, the loop on this thread.
+    template <class Predicate>
+    bool RunUntil(const Predicate& done) {
+        return Await([&] {
+            if (!done()) {
+                mHandler.Select(10, 0);
+            }
+            return done();
+        });
+    }
+
+    /// The loop on a thread of its own while `body` runs.
+    template <class Body>
+    void RunBeside(const Body& body) {
+        std::atomic<bool> stops{false};
+        const auto loop = std::async(std::launch::async, [this, &stops] {
+            while (!stops) {
+                mHandler.Select(10, 0);
+            }
+        });
+        body();
+        stops = true;
+        mHandler.Wake();
+    }
+
+    std::size_t Logged(const std::string& text) const { return mLog.Count(text); }
 
     Record mRecord;
     RecordingLog mLog;

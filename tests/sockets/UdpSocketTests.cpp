@@ -46,11 +46,4 @@ TEST_F(Udp, ATakenPortLeavesTheNextOnesWhereTheyAreAllowed) {
     EXPECT_GT(second.Port(), first.Port());
 }
 
-TEST_F(Udp, WhatCannotGoIsToldAndLogged) {
-    UdpSocket sender(mHandler);
-    const std::string tooLong(70000, 'x');
-    EXPECT_FALSE(sender.SendToBuf(kLoopback, 9, tooLong.data(), tooLong.size()));
-    EXPECT_EQ(Logged("sendto"), 1U);
-}
-
 }  // namespace

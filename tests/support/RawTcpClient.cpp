@@ -7,8 +7,10 @@
 #include <sys/time.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <stdexcept>
+#include <utility>
 
 namespace {
 
@@ -45,9 +47,7 @@ RawTcpClient::RawTcpClient(std::uint16_t port, const char* localAddress, std::ui
 }
 
 RawTcpClient::~RawTcpClient() {
-    if (mDescriptor >= 0) {
-        close(mDescriptor);
-    }
+    Close();
 }
 
 void RawTcpClient::Send(const std::string& bytes) {
@@ -63,15 +63,8 @@ void RawTcpClient::Send(const std::string& bytes) {
 
 std::string RawTcpClient::Receive(std::size_t size) {
     std::string bytes(size, '\0');
-    std::size_t received = 0;
-    while (received < size) {
-        const ssize_t count = recv(mDescriptor, bytes.data() + received, size - received, 0);
-        if (count <= 0) {
-            break;
-        }
-        received += static_cast<std::size_t>(count);
-    }
-    bytes.resize(received);
+    const ssize_t count = recv(mDescriptor, bytes.data(), size, MSG_WAITALL);
+    bytes.resize(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
     return bytes;
 }
 
@@ -81,22 +74,39 @@ std::string RawTcpClient::ReceiveAvailable() {
     return count > 0 ? std::string(chunk, static_cast<std::size_t>(count)) : std::string();
 }
 
-bool RawTcpClient::AwaitEnd() {
+bool RawTcpClient::ReceiveSome(std::string& input) {
     char chunk[65536];
-    ssize_t count = 1;
-    while (count > 0) {
-        count = recv(mDescriptor, chunk, sizeof chunk, 0);
+    const ssize_t count = recv(mDescriptor, chunk, sizeof chunk, 0);
+    if (count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
+        throw std::runtime_error("nothing more came after '" + input + "'");
     }
-    return count == 0 || (errno != EAGAIN && errno != EWOULDBLOCK);
+    input.append(chunk, static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+    return count > 0;
+}
+
+bool RawTcpClient::AwaitEnd() {
+    std::string rest;
+    try {
+        while (ReceiveSome(rest)) {
+        }
+    } catch (const std::runtime_error&) {
+        return false;
+    }
+    return true;
 }
 
 void RawTcpClient::EndSending() {
     shutdown(mDescriptor, SHUT_WR);
 }
 
+void RawTcpClient::Close() {
+    if (mDescriptor >= 0) {
+        close(std::exchange(mDescriptor, -1));
+    }
+}
+
 void RawTcpClient::Reset() {
     const linger atOnce{1, 0};
     setsockopt(mDescriptor, SOL_SOCKET, SO_LINGER, &atOnce, sizeof atOnce);
-    close(mDescriptor);
-    mDescriptor = -1;
+    Close();
 }

@@ -29,8 +29,14 @@ class RawTcpClient {
     /// Ends sending alone.
     void EndSending();
 
+    void Close();
+
     /// Closes at once; the peer finds the connection reset.
     void Reset();
+
+  protected:
+    /// What comes next, appended to `input`; false where the peer has closed. Throws where the patience ends.
+    bool ReceiveSome(std::string& input);
 
   private:
     int mDescriptor;
