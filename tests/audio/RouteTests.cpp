@@ -33,7 +33,8 @@ TEST(RouteText, StopsWhereItCanReadNoFurther) {
                                   "0-3|:", "|65536", "1|-65536", "!0-3|:2", "|99999999999", "|+1"}) {
         const std::string read = row.substr(0, row.find('|'));
         const std::string rest = row.substr(read.size() + 1);
-        const audio::RouteText route = audio::RouteText::Parse(read + rest, 0);
+        const std::string text = read + rest;
+        const audio::RouteText route = audio::RouteText::Parse(text, 0);
         EXPECT_FALSE(route.IsGood()) << row;
         EXPECT_EQ(route.mRest, rest) << row;
     }
