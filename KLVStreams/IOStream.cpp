@@ -15,7 +15,7 @@ void IOStream::IgnoreData(std::size_t size) {
 }
 
 void IOStream::Reset(const std::string& bytes) {
-    mStream.str(bytes);
-    mStream.clear();
+    // The old one would keep the memory of all that it has held.
+    mStream = std::stringstream(bytes);
     ResetCounts();
 }

@@ -163,10 +163,13 @@ void SocketHandler::TakeAdded() {
     {
         const std::lock_guard lock(mMutex);
         for (Socket* socket : mAddQueue) {
-            if (Admit(*socket)) {
-                mSockets.push_back(socket);
-            } else if (!IsServed(socket)) {
+            const bool isNew = !IsServed(socket);
+            if (!Admit(*socket) && isNew) {
                 refused.push_back(socket);
+            }
+            // A refused one stands in the list until it is removed: its owner looks there before deleting it.
+            if (isNew) {
+                mSockets.push_back(socket);
             }
         }
         mAddQueue.clear();
@@ -204,7 +207,11 @@ void SocketHandler::Fill(Sets& sets) const {
         if (socket->WantsWrite()) {
             sets.Want(descriptor, sets.mWrite);
         }
-        sets.Want(descriptor, sets.mException);
+        // One that only sends the rest of its output has met its end: an exception would stay, pass after
+        // pass.
+        if (!socket->CloseAndDelete()) {
+            sets.Want(descriptor, sets.mException);
+        }
     }
 }
 

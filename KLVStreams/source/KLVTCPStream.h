@@ -58,7 +58,7 @@ class KLVTCPStream : public DataStream, public TcpSocket, public IEventTimerHand
     /// Ends the stream: how any code outside the socket thread does it. Any thread.
     virtual void ShutdownStreamViaHandler();
 
-    /// Gathers output: `periodMs` after the first byte it goes out at the latest, or when `bufferSize` bytes
+    /// Gathers output: it goes out `periodMs` after the last write, or when `bufferSize` bytes
     /// are there; a size of 0 takes the path's segment size, once the connection stands. The timer fires by
     /// EventTimerManager's Service, on that thread.
     void SetCoalesce(std::uint32_t periodMs, std::size_t bufferSize);

@@ -172,7 +172,8 @@ TEST(CommandBacklogs, PauseReadingAtTheirBoundsUntilHalfIsWorkedOff) {
     StdoutLog log;
     SocketHandler handler(log);
     Socket socket(handler);
-    const auto backlog = std::make_shared<CommandBacklog>(socket);
+    const auto total = std::make_shared<std::atomic<std::size_t>>(0);
+    const auto backlog = std::make_shared<CommandBacklog>(socket, total);
     std::vector<CommandBacklog::Ticket> tickets;
     while (tickets.size() + 1 < CommandBacklog::kMaxCommands) {
         tickets.push_back(backlog->Enter(1));
@@ -189,7 +190,9 @@ TEST(CommandBacklogs, PauseReadingAtTheirBoundsUntilHalfIsWorkedOff) {
     tickets.push_back(backlog->Enter(CommandBacklog::kMaxBytes));
     EXPECT_TRUE(socket.IsReadPaused());
     backlog->Detach();
+    EXPECT_GT(total->load(), CommandBacklog::kMaxBytes);
     tickets.clear();
+    EXPECT_EQ(total->load(), 0U);
     EXPECT_TRUE(socket.IsReadPaused()) << "the stream is gone";
 }
 

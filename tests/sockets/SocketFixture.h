@@ -114,6 +114,7 @@ class RawListener {
         mAcceptor.accept(mPeer);
     }
     void Send(const std::string& bytes) { boost::asio::write(mPeer, boost::asio::buffer(bytes)); }
+    void SendUrgent(char byte) { mPeer.send(boost::asio::buffer(&byte, 1), MSG_OOB); }
     void ClosePeer(bool byReset = false) {
         mPeer.set_option(boost::asio::socket_base::linger(byReset, 0));
         mPeer.close();

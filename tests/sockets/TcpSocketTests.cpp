@@ -231,6 +231,18 @@ TEST_F(Tcp, WhatIsLeftGoesBeforeTheSocketClosesButNotForEver) {
     }
 }
 
+TEST_F(Tcp, AnUrgentByteEndsItOnce) {
+    RawListener listener(Kind::Listens);
+    StreamSocket::Times times = kShort;
+    times.mFlushLimit = milliseconds(200);
+    RecordingSocket& socket = AddConnected(listener, 3'000'000, times);
+    socket.SetFlushBeforeClose(true);
+    socket.Send(std::string(3'000'000, 'b'));
+    listener.SendUrgent('!');
+    EXPECT_TRUE(RunToDestruction());
+    EXPECT_EQ(Logged("exception on select"), 1U);
+}
+
 TEST_F(Tcp, AnotherThreadEndsItInEveryState) {
     constexpr StreamSocket::Times kLong{milliseconds(60000), milliseconds(60000), milliseconds(100)};
     const struct {

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <memory>
 #include <mutex>
+#include <utility>
 
 class Socket;
 
@@ -30,8 +32,9 @@ class CommandBacklog : public std::enable_shared_from_this<CommandBacklog> {
         std::size_t mBytes = 0;
     };
 
-    /// `socket` is the one whose reading pauses, until Detach.
-    explicit CommandBacklog(Socket& socket) : mSocket(&socket) {}
+    /// `socket` is the one whose reading pauses, until Detach. `total` counts the bytes of all backlogs.
+    CommandBacklog(Socket& socket, std::shared_ptr<std::atomic<std::size_t>> total)
+        : mSocket(&socket), mTotal(std::move(total)) {}
 
     /// The stream goes; its commands may stay a while.
     void Detach();
@@ -43,6 +46,7 @@ class CommandBacklog : public std::enable_shared_from_this<CommandBacklog> {
 
     std::mutex mMutex;
     Socket* mSocket;
+    std::shared_ptr<std::atomic<std::size_t>> mTotal;
     std::size_t mCommands = 0;
     std::size_t mBytes = 0;
     bool mIsPaused = false;

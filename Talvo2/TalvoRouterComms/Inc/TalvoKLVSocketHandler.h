@@ -1,5 +1,9 @@
 #pragma once
 
+#include <atomic>
+#include <cstddef>
+#include <memory>
+
 #include "SocketHandler.h"
 
 class iRouterKLVComms;
@@ -16,7 +20,11 @@ class TalvoKLVSocketHandler : public SocketHandler {
     iRouterKLVComms& Comms() const { return mComms; }
     TalvoCommandProcessor& Processor() const { return mProcessor; }
 
+    /// The bytes of all commands that wait for the event loop, those of ended streams too. Any thread.
+    const std::shared_ptr<std::atomic<std::size_t>>& WaitingBytes() const { return mWaitingBytes; }
+
   private:
     iRouterKLVComms& mComms;
     TalvoCommandProcessor& mProcessor;
+    std::shared_ptr<std::atomic<std::size_t>> mWaitingBytes = std::make_shared<std::atomic<std::size_t>>(0);
 };

@@ -15,6 +15,9 @@ class TalvoKLVStream : public KLVTCPStream {
     /// More sockets than these are not served: the newest is turned away.
     static constexpr std::size_t kMaxSockets = 128;
 
+    /// With more bytes of commands than these waiting for the event loop, no new stream is served.
+    static constexpr std::size_t kMaxWaitingBytes = 0x4000000;
+
     /// `handler` is a TalvoKLVSocketHandler.
     explicit TalvoKLVStream(ISocketHandler& handler);
     ~TalvoKLVStream() override;
@@ -34,6 +37,7 @@ class TalvoKLVStream : public KLVTCPStream {
     int ProcessKey(std::uint32_t keyType, DataStream& stream) override;
 
   private:
+    const char* WhyTurnedAway() const;
     void Join(const char* event);
 
     TalvoKLVSocketHandler* mHandler;

@@ -22,6 +22,7 @@ CommandBacklog::Ticket CommandBacklog::Enter(std::size_t bytes) {
     const std::lock_guard lock(mMutex);
     ++mCommands;
     mBytes += bytes;
+    *mTotal += bytes;
     if (!mIsPaused && mSocket != nullptr && (mCommands >= kMaxCommands || mBytes >= kMaxBytes)) {
         mIsPaused = true;
         mSocket->SetReadPaused(true);
@@ -33,6 +34,7 @@ void CommandBacklog::Leave(std::size_t bytes) {
     const std::lock_guard lock(mMutex);
     --mCommands;
     mBytes -= bytes;
+    *mTotal -= bytes;
     if (mIsPaused && mCommands <= kMaxCommands / 2 && mBytes <= kMaxBytes / 2) {
         mIsPaused = false;
         if (mSocket != nullptr) {

@@ -10,7 +10,9 @@
 TalvoKLVStream::TalvoKLVStream(ISocketHandler& handler)
     : KLVTCPStream(handler),
       mHandler(dynamic_cast<TalvoKLVSocketHandler*>(&handler)),
-      mBacklog(std::make_shared<CommandBacklog>(*this)) {
+      mBacklog(std::make_shared<CommandBacklog>(*this, mHandler != nullptr
+                                                           ? mHandler->WaitingBytes()
+                                                           : std::make_shared<std::atomic<std::size_t>>(0))) {
     AUDIT_ASSERT_TEXT(mHandler != nullptr,
                       "TalvoKLVStream initialised without TalvoKLVSocketHandler, this will not work\n");
 }
@@ -21,13 +23,26 @@ TalvoKLVStream::~TalvoKLVStream() {
 
 void TalvoKLVStream::OnAccept() {
     KLVTCPStream::OnAccept();
-    if (mHandler != nullptr && mHandler->GetCount() > kMaxSockets) {
-        AUDIT(Feature::Fault, "TalvoKLVStream: too many connections, turning %s away\n",
+    if (const char* const why = WhyTurnedAway()) {
+        AUDIT(Feature::Fault, "TalvoKLVStream: %s, turning %s away\n", why,
               Utility::DottedIp(RemoteIp()).c_str());
         ShutdownStreamViaHandler();
         return;
     }
     Join("OnAccept");
+}
+
+/// Null where there is room for the stream.
+const char* TalvoKLVStream::WhyTurnedAway() const {
+    if (mHandler == nullptr) {
+        return nullptr;
+    }
+    if (mHandler->GetCount() > kMaxSockets) {
+        return "too many connections";
+    }
+    // Commands of streams that have ended wait on; who connects again and again is not to add to them for
+    // ever.
+    return *mHandler->WaitingBytes() > kMaxWaitingBytes ? "too many commands wait" : nullptr;
 }
 
 void TalvoKLVStream::OnConnect() {
