@@ -70,7 +70,7 @@ void AudioDmaEndpoint::AddDefaultRoute(const AudioDmaEndpoint& sink) {
 
 const AudioDmaEndpoint::Route& AudioDmaEndpoint::CurrentRoute(const AudioDmaEndpoint& sink) {
     const RouteKey key{static_cast<std::uint16_t>(sink.Id()), Scaler(), Rate()};
-    return mLinkRouteTable.emplace(key, Route(sink.SampleCount(), 0)).first->second;
+    return mLinkRouteTable.try_emplace(key, sink.SampleCount(), std::uint16_t{0}).first->second;
 }
 
 }  // namespace audio
