@@ -6,7 +6,6 @@
 #include "ApplicationVersion.h"
 #include "Audit.h"
 #include "BrindletManager.h"
-#include "FirmwareBuild.h"
 #include "Node.h"
 
 namespace {
@@ -39,7 +38,7 @@ std::string FakeActiveLink(TalvoBrindlet::BrindletManager& manager, const std::s
 
 }  // namespace
 
-void RegisterRootCommands(cmd::Node& root, TalvoBrindlet::BrindletManager& manager, fsi::IFsiBus& bus,
+void RegisterRootCommands(cmd::Node& root, TalvoBrindlet::BrindletManager& manager,
                           const std::string& programName, std::uint32_t hid) {
     using cmd::action::MakeAction;
     root.AddAction(MakeAction(
@@ -63,6 +62,10 @@ void RegisterRootCommands(cmd::Node& root, TalvoBrindlet::BrindletManager& manag
         "hid", [hid] { return (boost::format("Hid is set to %1$d ( 0x%1$x )") % hid).str(); },
         "Shows the Brindlet HID."));
     root.AddAction(MakeAction(
+        "mem", [&manager](bool enable) { manager.SetMemoryMonitoring(enable); },
+        "Enable memory monitoring.This reads the memory stats every 10m.\r\n"
+        "The details will only be logged if the debug level is set to normal or higher level\r\n"));
+    root.AddAction(MakeAction(
         "mode", [&manager] { return manager.GetModeLine(); }, "Display Brindlet operating mode."));
     root.AddAction(MakeAction(
         "proto", [&manager] { return manager.GetProtocolLine(); }, "Display Brindlet operating mode."));
@@ -80,10 +83,12 @@ void RegisterRootCommands(cmd::Node& root, TalvoBrindlet::BrindletManager& manag
         "when two routers are not available.\r\n\r\n"
         "Valid link options are \"t1\",\"t2\",\"none\"\r\n"));
     root.AddAction(MakeAction(
+        "status", [&manager] { return manager.GetStatusReport(); }, "Display Talvo status"));
+    root.AddAction(MakeAction(
         "version",
-        [programName, &bus] {
+        [programName, &manager] {
             return (boost::format("%s %s, Firmware build %d") % programName % kApplicationVersion %
-                    TalvoBrindlet::GetFirmwareBuild(bus))
+                    manager.GetFirmwareBuild())
                 .str();
         },
         ""));

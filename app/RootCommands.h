@@ -7,15 +7,10 @@ namespace cmd {
 class Node;
 }
 
-namespace fsi {
-class IFsiBus;
-}
-
 namespace TalvoBrindlet {
 class BrindletManager;
 }
 
-/// Registers the shell's root commands. `manager` and `bus` outlive the commands; `hid` is the one read at
-/// start-up.
-void RegisterRootCommands(cmd::Node& root, TalvoBrindlet::BrindletManager& manager, fsi::IFsiBus& bus,
+/// Registers the shell's root commands. `manager` outlives the commands; `hid` is the one read at start-up.
+void RegisterRootCommands(cmd::Node& root, TalvoBrindlet::BrindletManager& manager,
                           const std::string& programName, std::uint32_t hid);

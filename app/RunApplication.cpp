@@ -14,6 +14,8 @@
 #include "ApplicationVersion.h"
 #include "Audit.h"
 #include "BrindletManager.h"
+#include "CliNodePower.h"
+#include "CliT2PortConfigNode.h"
 #include "CommandLine.h"
 #include "CommandLineOptions.h"
 #include "CrashDumper.h"
@@ -116,7 +118,9 @@ int RunController(boost::asio::io_service& io, cmd::CommandLine& commandLine, co
     commandLine.Root()->AddChild(std::make_shared<cmd::AdmaNode>(manager->DmaManager()));
     commandLine.Root()->AddChild(
         std::make_shared<cmd::ExtRefNode>(manager->ClockManager(), &manager->Devices()));
-    RegisterRootCommands(*commandLine.Root(), *manager, platform.mBus, programName, hid);
+    commandLine.Root()->AddChild(std::make_shared<TalvoBrindlet::CliT2PortConfigNode>(manager));
+    commandLine.Root()->AddChild(std::make_shared<TalvoBrindlet::CliNodePower>(manager));
+    RegisterRootCommands(*commandLine.Root(), *manager, programName, hid);
     commandLine.Run();
     return 0;
 }

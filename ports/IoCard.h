@@ -58,6 +58,7 @@ class IoCard : private boost::noncopyable {
     bool IsInReset() const { return mInReset; }
 
     void SetCardNumber(std::int16_t number) { mCardNumber = number; }
+    std::int16_t CardNumber() const { return mCardNumber; }
     std::int16_t FirstOutputPortId() const { return mFirstOutputPortId; }
     const Kinds& GetKinds() const { return mKinds; }
 

@@ -8,6 +8,7 @@
 #include "DeskCommands.h"
 #include "ExternalClockManager.h"
 #include "ExternalReferenceFsi.h"
+#include "PortReport.h"
 #include "T2FsiLink.h"
 #include "T2OutputMuteProcessor.h"
 #include "T2PortBitmapProcessor.h"
@@ -424,6 +425,10 @@ std::vector<IoCardInfo> TalvoPortManager::GetIoCardInfo() const {
     }
     AUDIT(Feature::TalvoIoBoxVerbose, "Brindlet: getting a list of Talvo 2 IO card info for router\n");
     return {mCard->GetIoInfo()};
+}
+
+std::string TalvoPortManager::GetPortReport() const {
+    return mCard != nullptr ? PortReport(*mCard) : "";
 }
 
 const char* TalvoPortManager::ActiveRouterText(std::int32_t active) {

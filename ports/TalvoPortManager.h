@@ -5,6 +5,7 @@
 #include <boost/signals2/connection.hpp>
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "IoCard.h"
@@ -68,6 +69,9 @@ class TalvoPortManager : private boost::noncopyable {
     std::int32_t GetOutputGain(std::int16_t portId) const;
     bool GetOutputMute(std::int16_t portId) const;
     std::vector<IoCardInfo> GetIoCardInfo() const;
+
+    /// The port table, for reading; empty without a card.
+    std::string GetPortReport() const;
 
     /// In words, as the log has it.
     static const char* ActiveRouterText(std::int32_t active);

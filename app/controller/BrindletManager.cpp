@@ -1,5 +1,6 @@
 #include "BrindletManager.h"
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <iostream>
@@ -14,9 +15,12 @@
 #include "DacControlFsi_KX4093.h"
 #include "ExternalClockManager.h"
 #include "ExternalReferenceFsi.h"
+#include "FirmwareBuild.h"
+#include "FirmwareRecord.h"
 #include "GpioFsi.h"
 #include "Hid.h"
 #include "IoCard_KX4093.h"
+#include "MemoryMonitor.h"
 #include "PowerMonitorFsi.h"
 #include "RootedPath.h"
 #include "RouteSetUp.h"
@@ -31,6 +35,7 @@ namespace {
 
 constexpr const char* kExtendedHidPath = "/var/lib/sorvel/etc/Extends/ExtendedHID";
 constexpr unsigned kExtendedHidShift = 8;
+constexpr const char* kFirmwareRecord = "/home/root/Firmware/Application.xml";
 
 constexpr std::int32_t kProtocolTalvo2 = 1;
 constexpr std::int32_t kProtocolDante = 2;
@@ -54,6 +59,7 @@ const char* LogName(OperatingMode mode) {
 
 BrindletManager::BrindletManager(boost::asio::io_context& eventLoop, fsi::IFsiBus& bus, std::string root)
     : mIo(eventLoop),
+      mBus(bus),
       mRoot(std::move(root)),
       mAdc(mDevices.Add<AdcControlFsi_KX4093>("adc", bus)),
       mDac(mDevices.Add<DacControlFsi_KX4093>("dac", bus)),
@@ -67,6 +73,7 @@ BrindletManager::BrindletManager(boost::asio::io_context& eventLoop, fsi::IFsiBu
       mActiveLink(kNoLink),
       mHid(kHidNotRead) {
     mClockManager = std::make_shared<audio::ExternalClockManager>(mIo, mExtRef);
+    UpdateFirmwareRecord(RootedPath(mRoot, kFirmwareRecord), bus, kFirmwareIdentity);
     AUDIT(Feature::TalvoIoBox, "Brindlet: created application controller\n");
 }
 
@@ -74,16 +81,20 @@ BrindletManager::~BrindletManager() = default;
 
 void BrindletManager::Initialise() {
     AUDIT(Feature::Information, "Brindlet: initialising the control application\n");
+    mInitialised = 1;
     InitialiseFsis();
-    GetHid();
-    mMode = OperatingMode::Talvo2;
-    AUDIT(Feature::Information, "Brindlet: operating mode is %s\n",
-          GetOperatingMode() == OperatingMode::Talvo2 ? "Talvo 2 mode" : "AoIP mode");
+    ReadInitialPowerState();
+    UpdateDcLed();
+    StartTimers();
 }
 
 void BrindletManager::InitialiseFsis() {
     AUDIT(Feature::TalvoIoBox, "Brindlet: initialising FSIs and configuring for interrupt handling\n");
     mModeChangeConnection = mGpio->ModeChanged().connect(&BrindletManager::OnModeChange);
+    mAcFaultConnection =
+        mPowerMonitor->DcLineFaultChanged().connect([this](bool fault) { OnAcFault(fault); });
+    mDcProtectionConnection =
+        mPowerMonitor->DcProtectionFaultChanged().connect([this](bool fault) { OnDcProtectionFault(fault); });
 }
 
 void BrindletManager::SetRouterComms(std::shared_ptr<TalvoRouterComms> comms) {
@@ -165,11 +176,55 @@ void BrindletManager::SetSampleRate(audio::FrequencyScaler scaler, SampleRates::
               SampleRates::Text(previous), audio::Text(mScaler), SampleRates::Text(rate),
               audio::Text(scaler));
         mComms->SetSampleRateChanging(true);
-        std::this_thread::sleep_for(std::chrono::milliseconds(waitMs));
+        Wait(waitMs);
         mPortManager->HandleSampleRate(rate);
         mComms->SetSampleRateChanging(false);
     }
     mSampleRate = rate;
+}
+
+void BrindletManager::ConfigureLoopback(bool on, audio::FrequencyScaler scaler,
+                                        SampleRates::SystemSampleRates rate) {
+    mScaler = scaler;
+    mSampleRate = rate;
+    if (mPortManager != nullptr) {
+        mPortManager->ConfigureLoopback(on);
+    }
+}
+
+void BrindletManager::SetMemoryMonitoring(bool enable) {
+    if (enable) {
+        AUDIT(Feature::TalvoIoBoxVerbose, "Brindlet: enabling memory monitoring\n");
+        mMemory = std::make_shared<MemoryMonitor>(mIo);
+        mMemory->Start();
+    } else if (mMemory != nullptr) {
+        AUDIT(Feature::TalvoIoBoxVerbose, "Brindlet: disabling memory monitoring\n");
+        mMemory->Stop();
+        mMemory.reset();
+    }
+}
+
+std::uint32_t BrindletManager::GetFirmwareBuild() const {
+    return TalvoBrindlet::GetFirmwareBuild(mBus, kFirmwareIdentity);
+}
+
+/// Nothing else happens meanwhile, a stop included, so waits that come right after one another share a limit.
+void BrindletManager::Wait(std::uint32_t waitMs) {
+    using Clock = std::chrono::steady_clock;
+    using std::chrono::milliseconds;
+    constexpr milliseconds kMost{60000};
+    constexpr milliseconds kApart{1000};
+    if (Clock::now() - mWaitEnd > kApart) {
+        mWaited = milliseconds(0);
+    }
+    const milliseconds wait = std::min(milliseconds(waitMs), kMost - mWaited);
+    if (wait < milliseconds(waitMs)) {
+        AUDIT(Feature::Fault, "Brindlet: FAULT - a wait of %lu ms is cut to %lu ms\n",
+              static_cast<unsigned long>(waitMs), static_cast<unsigned long>(wait.count()));
+    }
+    std::this_thread::sleep_for(wait);
+    mWaited += wait;
+    mWaitEnd = Clock::now();
 }
 
 std::string BrindletManager::GetActiveClockName() const {

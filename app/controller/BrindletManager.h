@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <boost/asio/steady_timer.hpp>
 #include <boost/signals2/connection.hpp>
 #include <chrono>
 #include <cstdint>
@@ -9,8 +10,10 @@
 #include <vector>
 
 #include "BrindletStatusManager.h"
+#include "DcSupply.h"
 #include "DeviceRegistry.h"
 #include "IFsiBus.h"
+#include "IoBoxStatus.h"
 
 namespace boost::asio {
 class io_context;
@@ -30,7 +33,10 @@ class UioInterruptController;
 }  // namespace fsi
 
 class TalvoRouterComms;
+struct IoSetInputParams;
+struct IoSetOutputGain;
 struct IoSetSampleRateCmd;
+struct PortBitmapCmd;
 
 namespace TalvoBrindlet {
 
@@ -40,6 +46,7 @@ class DacClocksFsi_KX4093;
 class DacControlFsi_KX4093;
 class GpioFsi;
 class IoCard_KX4093;
+class MemoryMonitor;
 class PowerMonitorFsi;
 class TalvoPortManager;
 
@@ -53,7 +60,8 @@ class BrindletManager : public BrindletStatusManager {
     BrindletManager(boost::asio::io_context& eventLoop, fsi::IFsiBus& bus, std::string root);
     ~BrindletManager() override;
 
-    /// Connects the devices' signals, reads the identity and sets the operating mode.
+    /// Connects the devices' signals, reads identity and power, sets the operating mode and starts to watch
+    /// the supply and to flash the OK LED.
     void Initialise();
 
     /// Takes the routers' side, sets the audio up for the operating mode, with its first change-over, and
@@ -84,9 +92,61 @@ class BrindletManager : public BrindletStatusManager {
     std::string GetActiveLinkName() const;
 
     /// The one path of a change of the rate: tells the routers' side, waits `waitMs` on this thread, which
-    /// the router has asked for to mute its paths, and has the port manager move the audio.
+    /// the router has asked for to mute its paths, and has the port manager move the audio. Waits that come
+    /// within a second of one another are cut to a minute together, with a Fault line.
     void SetSampleRate(audio::FrequencyScaler scaler, SampleRates::SystemSampleRates rate,
                        std::uint32_t waitMs);
+
+    /// Takes `scaler` and `rate` as the present ones and plays the inputs on the outputs, or ends that.
+    void ConfigureLoopback(bool on, audio::FrequencyScaler scaler, SampleRates::SystemSampleRates rate);
+
+    /// What a router could order, from the shell: the port manager takes it as if the active router had sent
+    /// it. A null command is logged and does nothing.
+    void SetInputParams(const std::shared_ptr<const IoSetInputParams>& command);
+    void SetOutputGain(const std::shared_ptr<const IoSetOutputGain>& command);
+    void SetOutputBitmap(const std::shared_ptr<const PortBitmapCmd>& command);
+    void SetOutputMute(std::uint16_t port, bool mute);
+
+    /// cB; 0 for a port that isn't there.
+    std::int32_t GetOutputGain(std::uint16_t port) const;
+
+    /// The box has no global mute: setting it does nothing.
+    bool GetGlobalMute() const { return false; }
+    void SetGlobalMute(bool /*on*/) {}
+
+    /// Starts or ends the log of memory use every ten minutes.
+    void SetMemoryMonitoring(bool enable);
+
+    /// Reads and judges the supply once.
+    void UpdateDcStatus();
+
+    /// Starts or ends the judging of the supply every three seconds; with a start it is judged at once.
+    void SetDcMonitoring(bool enable);
+
+    /// A flag for the shell; nothing follows from it.
+    void SetDcDebug(bool on) { mDcDebug = on; }
+
+    /// The last reading, in tenths of a volt.
+    std::uint32_t GetDcVolts() const { return mDcVolts; }
+
+    /// Forces bits of the status word. A reading of the supply may overwrite its own.
+    void SetFault(std::uint32_t statusBits, bool active);
+    bool IsHealthy(std::uint32_t statusBit) const { return (mIoBoxStatus & statusBit) != 0; }
+
+    /// The power state in words.
+    std::string GetDcLineFaultLine() const;
+    std::string GetDcOkFaultLine() const;
+    std::string GetDcProtectionLine() const;
+    std::string GetDcRangeLine() const;
+
+    /// The reply of the shell's `status`: device, links, clock, supply, status word and ports.
+    std::string GetStatusReport() const;
+
+    /// The port table alone; empty where the box has no ports.
+    std::string GetPortReport() const;
+
+    /// The FPGA's build number. Throws where its block can't be opened.
+    std::uint32_t GetFirmwareBuild() const;
 
     /// The name of the clock that the PLL follows.
     std::string GetActiveClockName() const;
@@ -108,7 +168,19 @@ class BrindletManager : public BrindletStatusManager {
     std::int32_t GetActiveLink() const override { return mActiveLink; }
 
   private:
+    void Wait(std::uint32_t waitMs);
     void InitialiseFsis();
+    void ReadInitialPowerState();
+    void UpdateDcLed();
+    void OnDcTimer(const boost::system::error_code& error);
+    void OnOkLedTimer(const boost::system::error_code& error);
+    void StartTimers();
+    void ArmDcTimer();
+    void ArmOkLedTimer(std::chrono::milliseconds period);
+    void OnAcFault(bool fault);
+    void OnDcProtectionFault(bool fault);
+    std::string DeviceReport() const;
+    unsigned long FromSecondary() const;
     void ConfigureForTalvo2();
     void ConfigureForDante();
     void CreateInterruptController();
@@ -128,6 +200,7 @@ class BrindletManager : public BrindletStatusManager {
     static void OnModeChange(const OperatingMode& mode);
 
     boost::asio::io_context& mIo;
+    fsi::IFsiBus& mBus;
     std::string mRoot;
     fsi::DeviceRegistry mDevices;
     std::shared_ptr<AdcControlFsi_KX4093> mAdc;
@@ -141,6 +214,8 @@ class BrindletManager : public BrindletStatusManager {
     std::shared_ptr<audio::T2FsiLink> mPrimaryLinkEndpoint;
     std::shared_ptr<audio::T2FsiLink> mSecondaryLinkEndpoint;
     std::vector<std::shared_ptr<fsi::Interruptable>> mInterruptSources;
+    boost::signals2::scoped_connection mAcFaultConnection;
+    boost::signals2::scoped_connection mDcProtectionConnection;
     boost::signals2::scoped_connection mModeChangeConnection;
     std::shared_ptr<audio::ExternalClockManager> mClockManager;
     std::shared_ptr<audio::AudioDmaManager> mDmaManager;
@@ -156,12 +231,23 @@ class BrindletManager : public BrindletStatusManager {
     std::atomic<std::int32_t> mActiveLink;
     std::atomic<bool> mPrimaryLinkUp{false};
     std::atomic<bool> mSecondaryLinkUp{false};
-    std::atomic<std::uint32_t> mIoBoxStatus{0xFFFFFFFF};
+    std::atomic<std::uint32_t> mIoBoxStatus{IoBoxStatus::kAllHealthy};
     std::atomic<audio::FrequencyScaler> mScaler{audio::FrequencyScaler::X2};
     std::atomic<SampleRates::SystemSampleRates> mSampleRate{SampleRates::SR48k};
     std::atomic<std::uint32_t> mHid;
     std::atomic<OperatingMode> mMode{OperatingMode::Unknown};
     std::atomic<std::int32_t> mProtocol{0};
+    std::chrono::steady_clock::time_point mWaitEnd;
+    std::chrono::milliseconds mWaited{0};
+    std::int32_t mInitialised = 0;
+    DcSupplyState mDcState = DcSupplyState::NotConnected;
+    std::uint32_t mDcVolts = 0;  ///< tenths of a volt
+    bool mDcMonitoring = true;
+    bool mDcDebug = false;
+    std::shared_ptr<boost::asio::steady_timer> mDcTimer;
+    std::shared_ptr<MemoryMonitor> mMemory;
+    std::shared_ptr<boost::asio::steady_timer> mOkLedTimer;
+    bool mOkLedOn = false;
 };
 
 }  // namespace TalvoBrindlet

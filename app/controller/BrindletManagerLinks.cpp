@@ -181,7 +181,6 @@ void BrindletManager::OnIoInfoReq(unsigned char port) {
 
 void BrindletManager::OnSetSampleRate(const IoSetSampleRateCmd& command) {
     constexpr std::uint8_t kRates = 4;
-    constexpr std::uint32_t kMostMs = 60000;
     if (GetOperatingMode() != OperatingMode::Talvo2) {
         AUDIT(Feature::Information, "Brindlet: received a Talvo Set Sample Rate request when in AoIP mode\n");
         return;
@@ -197,11 +196,7 @@ void BrindletManager::OnSetSampleRate(const IoSetSampleRateCmd& command) {
           "Brindlet: received a Talvo 2 command to set the Brindlet sample rate to %s @ %s and wait %lu ms\n",
           SampleRates::Text(rate), audio::Text(GetFrequencyScaler()),
           static_cast<unsigned long>(command.mWaitMs));
-    if (command.mWaitMs > kMostMs) {
-        AUDIT(Feature::Fault, "Brindlet: FAULT - a wait of %lu ms is cut to %lu ms\n",
-              static_cast<unsigned long>(command.mWaitMs), static_cast<unsigned long>(kMostMs));
-    }
-    SetSampleRate(GetFrequencyScaler(), rate, std::min(command.mWaitMs, kMostMs));
+    SetSampleRate(GetFrequencyScaler(), rate, command.mWaitMs);
 }
 
 void BrindletManager::OnStreamChange(bool connected) {

@@ -5,8 +5,8 @@
 
 namespace TalvoBrindlet {
 
-std::uint32_t GetFirmwareBuild(fsi::IFsiBus& bus) {
-    return fsi::HostFsi(bus, "0010", 0).Read(fsi::registers::kFirmwareBuild);
+std::uint32_t GetFirmwareBuild(fsi::IFsiBus& bus, const std::string& identity) {
+    return fsi::HostFsi(bus, identity, 0).Read(fsi::registers::kFirmwareBuild);
 }
 
 }  // namespace TalvoBrindlet

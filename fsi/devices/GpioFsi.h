@@ -21,6 +21,9 @@ class GpioFsi : public fsi::HostFsi, private boost::noncopyable {
     /// The eight DIP switches as they stand now.
     std::uint8_t ReadDipSwitches() const;
 
+    void SwitchOkLedOn() { mOkLed.SwitchOn(0); }
+    void SwitchOkLedOff() { mOkLed.SwitchOff(); }
+
     /// Announces a change of the mode switch.
     ModeChangeSignal& ModeChanged() { return mModeChanged; }
 

@@ -3,6 +3,7 @@
 #include <boost/noncopyable.hpp>
 #include <boost/signals2/connection.hpp>
 #include <boost/signals2/signal.hpp>
+#include <cstdint>
 
 #include "GpioInputMap.h"
 #include "HostFsi.h"
@@ -24,6 +25,12 @@ class PowerMonitorFsi : public fsi::HostFsi, public fsi::Interruptable, private 
 
     bool IsDcLineFaultActive() const;
     bool IsDcProtectionFaultActive() const;
+
+    /// The supply in tenths of a volt, 55 to 370; 0 below what can be measured.
+    std::uint32_t ReadDcTenths() const;
+
+    void SwitchDcLedOn(std::uint32_t pattern) { mDcLed.SwitchOn(pattern); }
+    void SwitchDcLedOff() { mDcLed.SwitchOff(); }
 
   private:
     void OnInputChange();

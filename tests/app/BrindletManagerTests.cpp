@@ -1,73 +1,14 @@
-#include "BrindletManager.h"
-
 #include <gmock/gmock.h>
 
-#include <boost/asio/io_service.hpp>
+#include <algorithm>
 #include <boost/filesystem.hpp>
 #include <system_error>
 
-#include "AudioDmaManager.h"
-#include "Board.h"
-#include "CapturedLog.h"
-#include "EventLoop.h"
-#include "RegisterAccesses.h"
-#include "TalvoRouterComms.h"
-#include "TransactionWord.h"
+#include "ControllerFixture.h"
+#include "ExternalClockManager.h"
 
 using TalvoBrindlet::BrindletManager;
 using testing::ElementsAre;
-
-namespace {
-
-class Controller : public testing::Test {
-  protected:
-    static sim::BoardSettings Settings() {
-        sim::BoardSettings settings;
-        settings.mDip = 0x2A;
-        return settings;
-    }
-
-    ~Controller() override { EXPECT_THAT(mBoard.Violations(), ElementsAre()); }
-
-    void Start() {
-        mManager = std::make_unique<BrindletManager>(mIo, mBoard, mFolder.Path());
-        mManager->Initialise();
-        mBoard.Links().SetLink(0, {true, 1, 1, {}, 3, {}});
-        mBoard.Links().SetLink(1, {true, 1, 1, {}, 2, {}});
-        RouterPorts ports;
-        ports.mIo = 0;
-        ports.mMaster = 0;
-        ports.mInterfaces = {"brtest0", "brtest1"};
-        mComms = std::make_shared<TalvoRouterComms>(
-            mIo, [] { return 0UL; }, [] { return 0UL; }, 2, ports);
-        mManager->SetRouterComms(mComms);
-        ASSERT_TRUE(RunUntil(mIo, [this] { return mBoard.Activity().mBusyWith.empty(); }));
-    }
-
-    /// The link or ADC sample of each DAC slot at X2 and the rate, -1 where silent.
-    std::vector<int> DacSlots(const std::string& source, SampleRates::SystemSampleRates rate) {
-        const auto endpoint = mManager->DmaManager()->Find(source);
-        endpoint->SetSampleRate(audio::FrequencyScaler::X2, rate);
-        return Samples(endpoint->CurrentRoute(*mManager->DmaManager()->Find("dacins")));
-    }
-
-    static std::vector<int> Samples(const audio::AudioDmaEndpoint::Route& route) {
-        std::vector<int> samples;
-        for (const std::uint16_t word : route) {
-            samples.push_back(word == 0 ? -1 : static_cast<int>(audio::SampleOf(word)));
-        }
-        return samples;
-    }
-
-    ScopedFolder mFolder;
-    CapturedLog mLog;
-    sim::Board mBoard{Settings()};
-    boost::asio::io_service mIo;
-    std::unique_ptr<BrindletManager> mManager;
-    std::shared_ptr<TalvoRouterComms> mComms;
-};
-
-}  // namespace
 
 TEST_F(Controller, BuildsItsIdentityFromSwitchesAndExtension) {
     boost::filesystem::create_directories(mFolder / "var/lib/sorvel/etc/Extends");
@@ -158,4 +99,32 @@ TEST(ControllerWithoutADevice, DoesNotStart) {
                 << error.what();
         }
     }
+}
+
+TEST_F(Controller, RegistersTheLinksClocksInTheirOrderAndOutOfPlay) {
+    Start();
+    std::vector<unsigned> order;
+    for (const auto& clock : mManager->ClockManager()->PriorityList()) {
+        order.push_back(clock->mId);
+        EXPECT_EQ(clock->mEnabled, clock->mId != 1 && clock->mId != 2) << clock->mId;
+    }
+    EXPECT_THAT(order, testing::IsSupersetOf({1U, 2U}));
+    EXPECT_LT(std::find(order.begin(), order.end(), 1U), std::find(order.begin(), order.end(), 2U));
+    EXPECT_EQ(mManager->GetActiveClockName(), "internal");
+}
+
+TEST_F(Controller, WaitsForARateOnceAndNoLongerThanAMinuteInARow) {
+    Start();
+    const auto set = [this](SampleRates::SystemSampleRates rate, std::uint32_t waitMs) {
+        const auto begin = std::chrono::steady_clock::now();
+        mManager->SetSampleRate(audio::FrequencyScaler::X2, rate, waitMs);
+        return std::chrono::steady_clock::now() - begin;
+    };
+    mLog.Enable(Feature::TalvoIoBox);
+    EXPECT_LT(set(SampleRates::SR48k, 50000), std::chrono::seconds(40)) << "the present one";
+    EXPECT_GE(set(SampleRates::SR96k, 100), std::chrono::milliseconds(100));
+    EXPECT_EQ(mManager->GetSampleRate(), SampleRates::SR96k);
+    EXPECT_EQ(mBoard.Word("000C", 0x60000), mBoard.Word("000D", 0x60000));
+    EXPECT_EQ(mLog.Count("cut to"), 0U);
+    EXPECT_EQ(mLog.Count("Brindlet: setting sample rate from 48kHz@X2 to 96kHz@X2 \n"), 1U);
 }

@@ -1,9 +1,38 @@
 #include <gmock/gmock.h>
 
+#include <fstream>
+#include <map>
+#include <regex>
+#include <set>
+#include <sstream>
+
 #include "VirtualBox.h"
 
 using testing::HasSubstr;
 using testing::StartsWith;
+
+namespace {
+
+/// The commands of the tables in docs/shell.md, each with what stands in the column of its arguments. A row
+/// may tell of several.
+std::map<std::string, std::string> CommandsOfThePage() {
+    std::map<std::string, std::string> commands;
+    std::ifstream page(SHELL_PAGE);
+    const std::regex row("\\| (`[^|]*`) \\| ([^|]*)\\|.*");
+    const std::regex name("`([^`]*)`");
+    for (std::string line; std::getline(page, line);) {
+        std::smatch cells;
+        if (std::regex_match(line, cells, row)) {
+            const std::string names = cells[1];
+            for (std::sregex_iterator it(names.begin(), names.end(), name), end; it != end; ++it) {
+                commands[(*it)[1]] = cells[2];
+            }
+        }
+    }
+    return commands;
+}
+
+}  // namespace
 
 TEST(Shell, AnswersEveryRootCommand) {
     VirtualBox box({"--dip", "42", "--firmware", "77"});
@@ -19,7 +48,9 @@ TEST(Shell, AnswersEveryRootCommand) {
         {"db -1", "Invalid value. Enter a valid debug level"},
         {"db", "error: 'db' expects 1 argument(s), 0 provided"},
         {"db 99999999999", "error: arg 0: cannot convert '99999999999' to type 'int'"},
-        {"status", "unrecognised command 'status'"},
+        {"statu", "unrecognised command 'statu'"},
+        {"power/dc_volts", "DC Supply voltage 24.0 Volts"},
+        {"t2cfg/outgain 7", "Gain for output port 7 is 0"},
         {"adma", "unrecognised command 'adma'"},
         {"tail", "error: 'tail' expects 1 argument(s), 0 provided"},
     };
@@ -41,22 +72,31 @@ TEST(Shell, AnswersEveryRootCommand) {
                                       "[0-9]+ 0007 W 0x24 0x00090008\n[0-9]+ 0007 W 0x20 0x00000008\n"));
 }
 
-TEST(Shell, HelpsWithEveryCommandItLists) {
+TEST(Shell, HelpsWithEveryCommandItListsAndThePageTellsOfEach) {
     VirtualBox box;
     box.Shell().Send("help\nhid\n");
     const std::string listing = box.Shell().ReadUntil("Hid is");
     box.Shell().ReadLine();
-    std::size_t commands = 0;
+    EXPECT_THAT(listing, StartsWith("adcrst                      Reset ADC\n"));
+    const std::map<std::string, std::string> page = CommandsOfThePage();
+    std::set<std::string> commands;
     for (std::size_t start = 0; listing[start] != '\n'; start = listing.find('\n', start) + 1) {
         const std::string command = listing.substr(start, listing.find(' ', start) - start);
-        const std::string name = command.substr(command.rfind('/') + 1);
+        const std::string usage = "Usage: " + command.substr(command.rfind('/') + 1);
         box.Shell().Send(command + " --help\nhid\n");
-        EXPECT_THAT(box.Shell().ReadUntil("Hid is"), HasSubstr("Usage: " + name)) << command;
+        const std::string help = box.Shell().ReadUntil("Hid is");
         box.Shell().ReadLine();
-        ++commands;
+        ASSERT_THAT(help, HasSubstr(usage)) << command;
+        const bool takesArguments = help.compare(help.find(usage) + usage.size(), 2, " '") == 0;
+        commands.insert(command);
+        const auto told = page.find(command);
+        ASSERT_NE(told, page.end()) << command << " isn't on the page";
+        EXPECT_EQ(!told->second.empty(), takesArguments) << command << " on the page: " << told->second;
     }
-    EXPECT_EQ(commands, 39U);
-    EXPECT_THAT(listing, StartsWith("adcrst                      Reset ADC\n"));
+    for (const auto& [command, arguments] : page) {
+        EXPECT_EQ(commands.count(command), 1U) << command << " is on the page alone";
+    }
+    EXPECT_EQ(commands.size(), 65U);
 }
 
 TEST(Shell, ShowsATailingClientItsRepliesThroughTheLog) {
