@@ -7,6 +7,9 @@ if(NOT "$ENV{XDG_CACHE_HOME}" STREQUAL "")
 endif()
 set(BREAKPAD_DEPS "${user_cache}/talvo-brindlet/breakpad/package/deps" CACHE PATH "Unpacked deps folder of the minidump package; unused where breakpad-client is installed")
 
+# Of the same tree; without it a build has no symbols.
+find_program(BREAKPAD_DUMP_SYMS dump_syms HINTS "${BREAKPAD_DEPS}/../bin/linux-x64")
+
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(BREAKPAD_CLIENT IMPORTED_TARGET breakpad-client)
 

@@ -4,6 +4,7 @@
 #include <boost/filesystem.hpp>
 #include <csignal>
 
+#include "Tool.h"
 #include "VirtualBox.h"
 
 using testing::HasSubstr;
@@ -31,13 +32,15 @@ struct ShortRun {
     int mStatus = 0;
 };
 
-/// The first bytes of the only minidump below the folder.
-std::string MinidumpMagic(const std::string& folder) {
-    std::string magic;
-    for (const auto& entry : boost::filesystem::directory_iterator(folder)) {
-        magic += ContentOf(entry.path().string()).substr(0, 4);
+/// The only minidump that the virtual box has left below the folder.
+std::string MinidumpIn(const ScopedFolder& folder) {
+    std::vector<std::string> dumps;
+    const std::string dumpFolder = folder / "root/var/lib/sorvel/crashdumps/brindlet-sim";
+    for (const auto& entry : boost::filesystem::directory_iterator(dumpFolder)) {
+        dumps.push_back(entry.path().string());
     }
-    return magic;
+    EXPECT_EQ(dumps.size(), 1U);
+    return dumps.front();
 }
 
 }  // namespace
@@ -62,9 +65,24 @@ TEST(StartUp, EndsWithAMinidumpOnABadOptionOrATakenPort) {
         const ShortRun run(folder, {}, options);
         EXPECT_EQ(run.mStatus, -SIGABRT) << run.mErrors;
         EXPECT_THAT(run.mErrors, HasSubstr("MINIDUMP=/var/lib/sorvel/crashdumps/brindlet-sim/"));
-        EXPECT_EQ(MinidumpMagic(folder / "root/var/lib/sorvel/crashdumps/brindlet-sim"), "MDMP");
+        EXPECT_EQ(ContentOf(MinidumpIn(folder)).substr(0, 4), "MDMP");
     }
 }
+
+#ifdef BRINDLET_SYMBOLS_DIR
+TEST(StartUp, LeavesAMinidumpWhoseStackCanBeRead) {
+    const ScopedFolder folder;
+    Process box(folder, "brindlet-sim",
+                {"--root", folder / "root", "--bench", "127.0.0.1:0", "--", "--telnet",
+                 "127.0.0.1:" + std::to_string(FreePort())});
+    box.WaitForOutput("Brindlet: configuring audio for Talvo 2 operation");
+    box.Signal(SIGSEGV);
+    EXPECT_EQ(box.WaitForEnd(), -SIGSEGV);
+    const std::string stack = RunTool({BRINDLET_STACK_TOOL, MinidumpIn(folder), BRINDLET_SYMBOLS_DIR});
+    EXPECT_THAT(stack, HasSubstr("Crash reason:  SIGSEGV"));
+    EXPECT_THAT(stack, testing::ContainsRegex("\n[ 0-9]+ brindlet-sim!RunApplication"));
+}
+#endif
 
 TEST(StartUp, NamesTheDeviceThatIsMissing) {
     const ScopedFolder folder;
