@@ -56,13 +56,15 @@ TalvoPortManager::TalvoPortManager(const BrindletStatusManager* owner,
     if (mCard != nullptr) {
         mCard->SetCardNumber(0);
     }
-    if (!IsTalvo2() || mCard == nullptr) {
+    if (!IsTalvo2()) {
         return;
     }
     AUDIT(Feature::TalvoIoBox, "Brindlet: initialising T2 Port manager to sample rate %s @ %s\n",
           SampleRates::Text(mOwner->GetSampleRate()), audio::Text(mOwner->GetFrequencyScaler()));
     SetSampleRate(mOwner->GetFrequencyScaler(), mOwner->GetSampleRate());
-    RouteInputsToLinks();
+    if (mCard != nullptr) {
+        RouteInputsToLinks();
+    }
     mClockConnection =
         mClockManager->ClockLocked().connect([this](unsigned id) { HandleClockSourceChanged(id); });
 }
@@ -79,7 +81,9 @@ bool TalvoPortManager::IsTalvo2() const {
 }
 
 void TalvoPortManager::SetSampleRate(audio::FrequencyScaler scaler, SampleRates::SystemSampleRates rate) {
-    mCard->SetSampleRate(scaler, rate);
+    if (mCard != nullptr) {
+        mCard->SetSampleRate(scaler, rate);
+    }
     mPrimaryLinkEndpoint->SetSampleRate(scaler, rate);
     mSecondaryLinkEndpoint->SetSampleRate(scaler, rate);
 }

@@ -34,6 +34,21 @@ struct Owner : BrindletStatusManager {
     std::int32_t mActive = 2;
 };
 
+/// The ports of a card whose kinds allow neither phantom power nor a rebuilt routing.
+struct PlainCard : IoCard {
+    explicit PlainCard(const IoCard& card) : IoCard(0, 0, 1, 0, "plain", {0, 0, 0, 0}), mCard(card) {
+        mInputPorts = card.InputPorts();
+        mOutputPorts = card.OutputPorts();
+    }
+    std::uint16_t GetNumInputPorts() const override { return mCard.GetNumInputPorts(); }
+    std::uint16_t GetNumOutputPorts() const override { return mCard.GetNumOutputPorts(); }
+    Endpoint GetAdcEndpoint() const override { return mCard.GetAdcEndpoint(); }
+    Endpoint GetDacEndpoint() const override { return mCard.GetDacEndpoint(); }
+    bool SetSampleRate(audio::FrequencyScaler, SampleRates::SystemSampleRates) override { return true; }
+
+    const IoCard& mCard;
+};
+
 class PortManager : public CardOnABoard {
   protected:
     PortManager() { Make(); }
@@ -308,4 +323,42 @@ TEST_F(PortManager, PlaysTheInputsWhileLoopedBack) {
     EXPECT_EQ(Playing(), "1111222211112222");
     EXPECT_EQ(mDacIns->Scaler(), audio::FrequencyScaler::X2);
     EXPECT_TRUE(AreInputsSent());
+}
+
+TEST_F(PortManager, LeavesAloneWhatTheCardsKindsDoNotAllow) {
+    const auto card = mCard;
+    SetUsages("11112222");
+    mPorts->HandleLinkStatusChange();
+    mPorts->HandleOutputMute(Mute(0, 1), 0);
+    mCard = std::make_shared<PlainCard>(*card);
+    Make();
+    mPorts->HandleSetInputParams(Input(0, 0x04), 0);
+    EXPECT_FALSE(card->InputPorts()[0]->GetPhantomPower());
+    EXPECT_EQ(mLog.Count("to set phantom power"), 0U);
+    mPorts->HandleOutputMute(Mute(1, 1), 0);
+    EXPECT_FALSE(card->OutputPorts()[1]->GetMute()) << "a mute is taken by the rebuild";
+    EXPECT_EQ(Playing(), ".1112222.1112222");
+}
+
+TEST_F(PortManager, LivesWithoutACard) {
+    mCard = nullptr;
+    const std::string error = "Brindlet: ERROR - ";
+    EXPECT_EQ(LinesOf([this] { Make(); }).size(), 1U) << "it says what rate it starts with";
+    EXPECT_THAT(
+        LinesOf([this] {
+            mPorts->HandleSetOutputGain(OutputGain(0, 0), 0);
+            mPorts->HandleOutputMute(Mute(0, 1), 0);
+            mPorts->HandleActiveRouterChange(2);
+            mPorts->HandleSampleRate(SampleRates::SR96k);
+            mPorts->ConfigureLoopback(true);
+        }),
+        ElementsAre("Brindlet: handling active router change from NO active Talvo Ports, to NO active "
+                    "Talvo Ports\n",
+                    error + "no talvo IO card to handle a change in the active Talvo router port\n",
+                    "Brindlet: received a Talvo 2 sample rate event for 96kHz\n",
+                    error + "no Talvo 2 IO card to use the Talvo 2 sample rate\n",
+                    error + "no Talvo 2 IO card to use the Talvo 2 in configuring the loopback\n"));
+    EXPECT_EQ(mPorts->GetOutputGain(0), 0);
+    EXPECT_TRUE(mPorts->GetIoCardInfo().empty());
+    EXPECT_EQ(mPorts->GetPortReport(), "");
 }
