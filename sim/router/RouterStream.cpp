@@ -68,7 +68,7 @@ void RouterStream::WatchForLoss() {
     constexpr int kOn = 1;
     constexpr int kProbeSeconds = 1;
     constexpr int kProbes = 3;
-    constexpr unsigned kUnansweredMs = 4000;
+    constexpr unsigned kUnansweredMs = 10000;
     const int descriptor = mSocket.native_handle();
     ::setsockopt(descriptor, SOL_SOCKET, SO_KEEPALIVE, &kOn, sizeof kOn);
     ::setsockopt(descriptor, IPPROTO_TCP, TCP_KEEPIDLE, &kProbeSeconds, sizeof kProbeSeconds);
