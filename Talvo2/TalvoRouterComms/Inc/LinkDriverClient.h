@@ -44,11 +44,13 @@ class LinkDriverClient {
   private:
     int ResolveDriver();
     void QueryAll();
+    bool HasMore() const;
     void Query(unsigned link);
     void ParseMessage(nlmsghdr& message, std::vector<bool>& touched);
 
     nl_sock* mSocket = nullptr;
     int mFamily = 0;                ///< the driver's; 0 or less while there is none
     std::vector<LinkReport> mLast;  ///< by link
-    std::uint32_t mIndex;           ///< of the message before
+    bool mOwesQuery = false;
+    std::uint32_t mIndex;  ///< of the message before
 };

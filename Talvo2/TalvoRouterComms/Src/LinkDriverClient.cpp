@@ -7,6 +7,7 @@
 #include <netlink/msg.h>
 #include <netlink/netlink.h>
 #include <netlink/socket.h>
+#include <poll.h>
 
 #include <array>
 #include <cstdlib>
@@ -122,13 +123,22 @@ bool LinkDriverClient::Receive(std::vector<LinkReport>& reports) {
     const std::unique_ptr<unsigned char, void (*)(void*)> owner(buffer, &std::free);
     if (size < 0) {
         AUDIT(Feature::Fault, "Error receiving reply to netlink message: %s\n", nl_geterror(size));
-        QueryAll();  // reports may have been lost
+        mOwesQuery = true;  // reports may have been lost
     }
-    if (size <= 0) {
-        return false;
+    if (size > 0) {
+        Parse(buffer, static_cast<std::size_t>(size), reports);
     }
-    Parse(buffer, static_cast<std::size_t>(size), reports);
-    return true;
+    // Not before the socket is empty: until then the kernel refuses it answers, and nobody would ask again.
+    if (mOwesQuery && !HasMore()) {
+        mOwesQuery = false;
+        QueryAll();
+    }
+    return size > 0;
+}
+
+bool LinkDriverClient::HasMore() const {
+    pollfd readable{GetFd(), POLLIN, 0};
+    return ::poll(&readable, 1, 0) > 0 && (readable.revents & POLLIN) != 0;
 }
 
 void LinkDriverClient::Parse(unsigned char* datagram, std::size_t size, std::vector<LinkReport>& reports) {

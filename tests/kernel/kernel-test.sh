@@ -1,0 +1,149 @@
+#!/usr/bin/env bash
+# Boots a Debian kernel in a virtual machine, with modules of ours for the box's hardware, and has the application
+# show there that it works on a real kernel's device nodes, netlink and interfaces. README.md says what it shows.
+
+source "$(dirname -- "$(readlink -f -- "${BASH_SOURCE[0]}")")/../../scripts/common.sh"
+
+here=$root/tests/kernel
+work=$root/build/kernel
+limit=240
+
+usage() {
+    cat <<END
+usage: tests/kernel/kernel-test.sh [FOLDER]
+
+Boots a kernel with the application of FOLDER (build/release/bin), and prints a line for each check.
+Exit status: 0 when all are well, 77 when something is missing here, else another.
+END
+}
+
+missing() {
+    printf '%s: %s\n' "$(basename -- "$0")" "$*" >&2
+    exit 77
+}
+
+need_tools() {
+    local need packages=()
+    [[ $(uname -m) == x86_64 ]] || missing "needs an amd64 machine: it runs this machine's programs in the virtual one"
+    for need in qemu-system-x86_64:qemu-system-x86 busybox:busybox-static cpio:cpio make:make gcc:gcc ip:iproute2 \
+        ifconfig:net-tools xz:xz-utils setpriv:util-linux flock:util-linux; do
+        command -v "${need%:*}" >/dev/null || packages+=("${need#*:}")
+    done
+    if command -v busybox >/dev/null && ldd "$(command -v busybox)" >/dev/null 2>&1; then
+        packages+=(busybox-static)
+    fi
+    if ((${#packages[@]} > 0)); then
+        missing "needs packages; as root: apt-get install --no-install-recommends ${packages[*]}"
+    fi
+}
+
+# depends PACKAGE PATTERN: the packages that it depends on.
+depends() {
+    apt-cache depends "$1" 2>/dev/null | sed -n "s/^ *Depends: \\($2\\)\$/\\1/p"
+}
+
+# unpack PACKAGE PATTERN...: these of its files, here.
+unpack() {
+    local package=$1
+    shift
+    quietly download.log apt-get download "$package" || missing "cannot fetch $package; try apt-get update, as root"
+    dpkg-deb --fsys-tarfile "${package}"_*.deb | tar -x --wildcards "$@"
+    rm -- "${package}"_*.deb
+}
+
+# The kernel with the two modules of its own that are needed, and what modules are built against; whole or not at all.
+fetch_kernel() {
+    local headers package
+    headers=$(depends linux-headers-amd64 'linux-headers-.*')
+    [[ -n $headers ]] || missing "apt knows no linux-headers-amd64; try apt-get update, as root"
+    release=${headers#linux-headers-}
+    kernel=$cache/kernel/$release
+    [[ ! -e $kernel ]] || return 0
+    say "Fetching Linux $release ..."
+    need_folder "$cache/kernel"
+    fetched=$(mktemp -d "$cache/kernel/fetch.XXXXXX")
+    trap 'rm -rf -- "$fetched"' EXIT
+    cd -- "$fetched"
+    unpack "linux-image-$release" "./boot/vmlinuz-$release" '*/drivers/uio/uio.ko*' '*/drivers/net/veth.ko*'
+    for package in "$headers" $(depends "$headers" 'linux-headers-.*') $(depends "$headers" 'linux-kbuild-.*'); do
+        unpack "$package" ./usr
+    done
+    sed -i "s#/usr/src/#$kernel/usr/src/#g" "usr/src/$headers/Makefile"
+    find . -name '*.ko.xz' -exec xz -d {} +
+    chmod 755 .
+    cd -- "$root"
+    mv -T -- "$fetched" "$kernel"
+    trap - EXIT
+}
+
+build_modules() {
+    rm -rf -- "$work/modules"
+    cp -r -- "$here/modules" "$work/modules"
+    quietly "$work/modules.log" make -C "$kernel/usr/src/linux-headers-$release" "M=$work/modules" modules ||
+        fail "the modules cannot be built"
+}
+
+# put FILE FOLDER: with the libraries that it needs.
+put() {
+    local library
+    install -D -- "$1" "$guest/$2/$(basename -- "$1")"
+    { ldd "$1" 2>/dev/null || true; } | sed -n 's#^[^/]*\(/[^ ]*\) (0x.*#\1#p' | while read -r library; do
+        [[ -e $guest$library ]] || install -D -- "$library" "$guest$library"
+    done
+}
+
+make_guest() {
+    guest=$work/guest
+    rm -rf -- "$guest"
+    mkdir -p -- "$guest"/{bin,dev,proc,sys,run/netns,tmp,var/log,home/root}
+    put "$(command -v busybox)" bin
+    # Not busybox's own, which takes its own ifconfig and ip before any other.
+    put "$(command -v dash)" bin
+    ln -s dash "$guest/bin/sh"
+    put "$(command -v ip)" usr/bin
+    put "$(command -v ifconfig)" usr/bin
+    put "$bin/TalvoBrindlet" usr/bin
+    put "$bin/talvo-router-sim" usr/bin
+    install -- "$here"/guest/* "$guest"
+    install -D -t "$guest/modules" -- "$work"/modules/*.ko
+    find "$kernel/lib" -name '*.ko' -exec install -t "$guest/modules" -- {} +
+    (cd -- "$guest" && find . | cpio --quiet -o -H newc -R 0:0 >"$work/guest.cpio")
+}
+
+# The machine ends with this script, however that ends.
+boot() {
+    local ended
+    setpriv --pdeathsig KILL qemu-system-x86_64 -accel tcg -smp 2 -m 512 -nographic -nodefaults -no-reboot \
+        -serial stdio -net none -kernel "$kernel/boot/vmlinuz-$release" -initrd "$work/guest.cpio" \
+        -append 'console=ttyS0 quiet panic=-1' </dev/null >"$work/console.log" 2>&1 9>&- &
+    machine=$!
+    setpriv --pdeathsig KILL sleep "$limit" 9>&- &
+    patience=$!
+    trap 'kill "$machine" "$patience" 2>/dev/null || true; wait || true' EXIT
+    trap 'exit 1' INT TERM HUP
+    wait -n -p ended "$machine" "$patience" || true
+    if ((ended == patience)); then
+        say "not ok the machine ends: it ran $limit seconds"
+    fi
+}
+
+case ${1-} in
+    --help | -h) usage && exit ;;
+    -*) usage_error "unknown option '$1'" ;;
+esac
+bin=$(readlink -f -- "${1:-$root/build/release/bin}")
+for program in TalvoBrindlet talvo-router-sim; do
+    [[ -x $bin/$program ]] || fail "$bin has no $program"
+done
+need_tools
+need_folder "$work"
+exec 9>"$work/lock"
+flock 9
+fetch_kernel
+build_modules
+make_guest
+boot
+tr -d '\r' <"$work/console.log" | grep -aE '^(ok |not ok |verdict: )' || true
+if ! tr -d '\r' <"$work/console.log" | grep -qaxE 'verdict: all [0-9]+ checks are well'; then
+    fail "not all is well (the whole console in $work/console.log)"
+fi
