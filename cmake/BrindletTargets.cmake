@@ -29,13 +29,16 @@ function(brindlet_library name)
   endif()
 endfunction()
 
-# brindlet_executable(NAME SOURCES file... [DEPENDS target...]): an executable that is shipped, in bin/, with what
-# reads its minidumps in symbols/.
+# brindlet_executable(NAME SOURCES file... [DEPENDS target...]): an executable for people, in bin/.
 function(brindlet_executable name)
   cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS" ${ARGN})
   add_executable(${name} ${ARG_SOURCES})
   target_link_libraries(${name} PRIVATE ${ARG_DEPENDS} brindlet_options)
   set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
+endfunction()
+
+# brindlet_symbols(NAME): what reads the executable's minidumps, in symbols/.
+function(brindlet_symbols name)
   if(BREAKPAD_DUMP_SYMS AND NOT BRINDLET_SANITIZE)
     add_custom_command(TARGET ${name} POST_BUILD VERBATIM
         COMMAND ${CMAKE_SOURCE_DIR}/scripts/symbols.sh ${BREAKPAD_DUMP_SYMS} $<TARGET_FILE:${name}>

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Installs what the build needs and is not there yet; with --full, what `./check --full` needs as well. Says and does
-# nothing where all is there, and needs no network then.
+# Installs what the build needs and is not there yet; with --full or --kernel, what `./check --full` or `./check kernel`
+# need as well. Says and does nothing where all is there, and needs no network then.
 
 source "$(dirname -- "$(readlink -f -- "${BASH_SOURCE[0]}")")/common.sh"
 
@@ -11,7 +11,8 @@ build_packages=(
     libgtest-dev libgmock-dev libbenchmark-dev
     gzip net-tools iproute2 util-linux mount socat
 )
-full_packages=(clang clang-format clang-tidy libclang-rt-14-dev shellcheck)
+full_packages=(clang clang-format clang-tidy libclang-rt-14-dev shellcheck tshark)
+kernel_packages=(qemu-system-x86 busybox-static cpio make gcc xz-utils dash)
 
 # Breakpad is not in Debian. Its source tree travels inside this package of the npm registry.
 minidump_version=0.26.0
@@ -107,10 +108,12 @@ set_up_breakpad() {
 }
 
 packages=("${build_packages[@]}")
-case ${1-} in
-    '') ;;
-    --full) packages+=("${full_packages[@]}") ;;
-    *) fail "unknown option '$1'" ;;
-esac
+for option in "$@"; do
+    case $option in
+        --full) packages+=("${full_packages[@]}") ;;
+        --kernel) packages+=("${kernel_packages[@]}") ;;
+        *) fail "unknown option '$option'" ;;
+    esac
+done
 set_up_packages "${packages[@]}"
 set_up_breakpad
