@@ -1,11 +1,7 @@
 #include "KLVTCPStream.h"
 
-#include <netinet/in.h>
-#include <sys/socket.h>
-
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <cstring>
 #include <deque>
 #include <mutex>
@@ -20,33 +16,6 @@
 #include "Utility.h"
 
 namespace {
-
-constexpr std::uint32_t kOctet = 0xFF;
-
-/// The end of a router's address; the box's own ends in the number of the link.
-constexpr std::uint32_t kRouterOctet = 254;
-constexpr unsigned kThirdOctetShift = 8;
-constexpr std::uint32_t kRackMask = 0x1F;
-
-/// What a rack id's first value says of the peer, and how the id follows from it.
-struct PeerKind {
-    std::uint8_t mFirst;
-    std::uint8_t mLast;
-    const char* mText;
-    std::uint8_t mLess;
-};
-
-constexpr PeerKind kPeerKinds[] = {
-    {16, 47, "Primary expander: ", 16},
-    {48, 63, "Secondary router: ", 32},
-    {64, 79, "Secondary expander: ", 48},
-    {0, 255, "Primary router: ", 0},
-};
-
-constexpr int kTcpIpHeaders = 40;
-constexpr int kFallbackMtu = 100;
-
-constexpr const char* kCoalesceStates[] = {"None", "Fixed", "Mtu"};
 
 constexpr std::uint32_t kSuspectLength = 0x4000;
 constexpr std::size_t kHistoryLength = 20;
@@ -312,79 +281,6 @@ void KLVTCPStream::IgnoreData(std::size_t size) {
     mOverflowStream.Skip(static_cast<std::uint32_t>(inMessage), true);
 }
 
-bool KLVTCPStream::WriteData(const void* buffer, std::size_t size) {
-    const char* const bytes = static_cast<const char*>(buffer);
-    if (mCoalesceState == CoalesceState::None || mCoalesceSize == 0) {
-        SendBuf(bytes, size);
-        return true;
-    }
-    ++mCoalesceMessages;
-    std::size_t done = 0;
-    while (done < size) {
-        const std::size_t part = std::min(size - done, mCoalesceSize - mCoalesceUsed);
-        std::memcpy(mCoalesceBuffer.data() + mCoalesceUsed, bytes + done, part);
-        mCoalesceUsed += part;
-        done += part;
-        if (mCoalesceUsed == mCoalesceSize) {
-            AUDIT(Feature::CommsDebug, "%p %zu bytes sent together (%zu messages)\r\n",
-                  static_cast<void*>(this), mCoalesceUsed, mCoalesceMessages);
-            Flush();
-        }
-    }
-    if (mCoalesceUsed != 0) {
-        EventTimerManager::Instance().Start(mCoalesceTimer);
-    }
-    return true;
-}
-
-void KLVTCPStream::Flush() {
-    if (mCoalesceUsed > 0) {
-        SendBuf(mCoalesceBuffer.data(), mCoalesceUsed);
-    }
-    mCoalesceUsed = 0;
-    EventTimerManager::Instance().Cancel(mCoalesceTimer->Id());
-    mCoalesceMessages = 0;
-}
-
-void KLVTCPStream::Commit() {
-    if (mCoalesceState == CoalesceState::None) {
-        return;
-    }
-    AUDIT(Feature::CommsDebug, "%p %zu bytes sent on Commit (%zu messages)\r\n", static_cast<void*>(this),
-          mCoalesceUsed, mCoalesceMessages);
-    Flush();
-}
-
-void KLVTCPStream::TimerExpired(IEventTimer& /*timer*/) {
-    CoalesceTimerExpired();
-}
-
-void KLVTCPStream::CoalesceTimerExpired() {
-    if (mCoalesceUsed == 0) {
-        return;
-    }
-    AUDIT(Feature::CommsDebug, "%p %zu bytes sent on timer (%zu messages)\r\n", static_cast<void*>(this),
-          mCoalesceUsed, mCoalesceMessages);
-    if (mCoalesceState != CoalesceState::None) {
-        Flush();
-    }
-}
-
-void KLVTCPStream::SetCoalesce(std::uint32_t periodMs, std::size_t bufferSize) {
-    EventTimerManager& timers = EventTimerManager::Instance();
-    if (mCoalesceTimer != nullptr) {
-        Flush();
-    }
-    mCoalesceState = bufferSize == 0 ? CoalesceState::Mtu : CoalesceState::Fixed;
-    mCoalesceSize = bufferSize;
-    mCoalesceTimer =
-        timers.CreateTimer("KLV Coalesce", this, periodMs, false, nullptr, TimerUnit::Milliseconds);
-    AUDIT(Feature::CommsDebug, "Stream coalesce: %lu ms, BufferSize=%zu, State:%s\r\n",
-          static_cast<unsigned long>(periodMs), bufferSize,
-          kCoalesceStates[static_cast<std::size_t>(mCoalesceState)]);
-    mCoalesceBuffer.assign(bufferSize, 0);
-}
-
 void KLVTCPStream::CheckKeyLength(std::uint32_t remoteIp, std::uint32_t key, std::uint32_t length) {
     HeaderHistory& history = History();
     const std::lock_guard lock(history.mMutex);
@@ -404,134 +300,4 @@ void KLVTCPStream::CheckKeyLength(std::uint32_t remoteIp, std::uint32_t key, std
     if (history.mHeaders.size() > kHistoryLength) {
         history.mHeaders.pop_front();
     }
-}
-
-bool KLVTCPStream::IsAccepted() const {
-    AUDIT_ASSERT(mConnected);
-    return mAccepted;
-}
-
-void KLVTCPStream::OnAccept() {
-    mConnected = true;
-    mAccepted = true;
-    ReadPeerInfo();
-    LogPeer("OnAccept");
-}
-
-void KLVTCPStream::OnConnect() {
-    mConnected = true;
-    ReadPeerInfo();
-    LogPeer("OnConnect");
-}
-
-void KLVTCPStream::OnReconnect() {
-    mConnected = true;
-    // The rest of a message that the old connection cut off never comes.
-    mReadState = ReadState::WaitingForHeader;
-    ReadPeerInfo();
-    LogPeer("OnReconnect");
-}
-
-void KLVTCPStream::OnDisconnect() {
-    TcpSocket::OnDisconnect();
-    mConnected = false;
-    AUDIT(Feature::CommsDebug, "*** KLVTCPStream::OnDisconnect %p ***\r\n", static_cast<void*>(this));
-}
-
-void KLVTCPStream::OnDisconnect(short info, int code) {
-    constexpr short kWriting = 1;
-    constexpr short kNormal = 2;
-    AUDIT(Feature::CommsDebug, "Disconnect %s%s: [%d] %s\r\n", (info & kWriting) != 0 ? "write " : "read ",
-          (info & kNormal) != 0 ? "normal " : "error ", code, std::strerror(code));
-}
-
-void KLVTCPStream::OnDelete() {
-    mConnected = false;
-    mShuttingDown = false;
-    mDeleted = true;
-    AUDIT(Feature::CommsDebug, "*** KLVTCPStream::OnDelete %p ***\r\n", static_cast<void*>(this));
-}
-
-void KLVTCPStream::ShutdownStreamViaHandler() {
-    AUDIT(Feature::CommsDebug, "*** KLVTCPStream::ShutdownStreamViaHandler %p ***\r\n",
-          static_cast<void*>(this));
-    SetConnectionRetry(0);
-    SetRetryClientConnect(false);
-    SetReconnect(false);
-    mShuttingDown = true;
-    SetCloseAndDelete();
-}
-
-std::uint8_t KLVTCPStream::RackIdOf(std::uint32_t localIp, std::uint32_t remoteIp) {
-    if ((localIp & kOctet) == kRouterOctet) {
-        return static_cast<std::uint8_t>(remoteIp >> kThirdOctetShift & kRackMask);
-    }
-    return static_cast<std::uint8_t>((localIp & kOctet) - 1);
-}
-
-void KLVTCPStream::ReadPeerInfo() {
-    ReadLocalEnd();
-    ReadRemoteEnd();
-    mLoopback = mLocalIp == mRemoteIp;
-    ClassifyPeer();
-    if (mCoalesceTimer != nullptr && mCoalesceState == CoalesceState::Mtu) {
-        AdoptPathMtu();
-    }
-}
-
-void KLVTCPStream::ReadLocalEnd() {
-    sockaddr_in address{};
-    socklen_t size = sizeof address;
-    if (getsockname(GetSocket(), reinterpret_cast<sockaddr*>(&address), &size) != 0) {
-        const int code = errno;
-        AUDIT(Feature::Fault, "KLVTCPStream FAILED TO GET LOCAL PORT (Errno=%d:%s)\r\n", code,
-              std::strerror(code));
-        return;
-    }
-    mLocalPort = ntohs(address.sin_port);
-    mLocalIp = ntohl(address.sin_addr.s_addr);
-}
-
-void KLVTCPStream::ReadRemoteEnd() {
-    sockaddr_in address{};
-    socklen_t size = sizeof address;
-    if (getpeername(GetSocket(), reinterpret_cast<sockaddr*>(&address), &size) != 0) {
-        const int code = errno;
-        AUDIT(Feature::Fault, "KLVTCPStream FAILED TO GET REMOTE PORT (Errno=%d:%s)\r\n", code,
-              std::strerror(code));
-        return;
-    }
-    mRemotePort = ntohs(address.sin_port);
-    mRemoteIp = ntohl(address.sin_addr.s_addr);
-}
-
-void KLVTCPStream::ClassifyPeer() {
-    const std::uint8_t first = RackIdOf(mLocalIp, mRemoteIp);
-    const auto* const kind =
-        std::find_if(std::begin(kPeerKinds), std::end(kPeerKinds),
-                     [first](const PeerKind& row) { return first >= row.mFirst && first <= row.mLast; });
-    mRemoteRackId = static_cast<std::uint8_t>(first - kind->mLess);
-    AUDIT(Feature::CommsDebug, "%s%d %s\r\n", kind->mText, int{mRemoteRackId},
-          Utility::DottedIp(mRemoteIp).c_str());
-}
-
-/// From here on a full buffer is one segment.
-void KLVTCPStream::AdoptPathMtu() {
-    int mtu = 0;
-    socklen_t size = sizeof mtu;
-    if (getsockopt(GetSocket(), IPPROTO_IP, IP_MTU, &mtu, &size) != 0) {
-        const int code = errno;
-        AUDIT(Feature::Fault, "setsockopt(IPPROTO_IP, IP_MTU):%d %s\r\n", code, std::strerror(code));
-        mtu = kFallbackMtu;
-    }
-    const std::size_t segment = static_cast<std::size_t>(std::max(mtu, kFallbackMtu) - kTcpIpHeaders);
-    AUDIT(Feature::CommsDebug, "Mtu=%zu, Mss=%zu\r\n", static_cast<std::size_t>(mtu), segment);
-    SetCoalesce(mCoalesceTimer->PeriodMs(), segment);
-}
-
-void KLVTCPStream::LogPeer(const char* event) {
-    AUDIT(Feature::CommsDebug,
-          "*** KLVTCPStream::%s RemoteIP %sLocal %dLocal Port %u Remote Port %u this %p ***\r\n", event,
-          Utility::DottedIp(mRemoteIp).c_str(), int{mRemoteRackId}, unsigned{mLocalPort},
-          unsigned{mRemotePort}, static_cast<void*>(this));
 }
