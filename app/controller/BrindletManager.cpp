@@ -264,12 +264,15 @@ std::string BrindletManager::GetProtocolLine() const {
 }
 
 std::uint32_t BrindletManager::GetHid() {
-    if (mHid != kHidNotRead) {
+    // The flag is for a HID of all ones, which heartbeats on their own thread would have read again and
+    // again.
+    if (mHid != kHidNotRead || mIsHidRead) {
         return mHid;
     }
     const std::uint32_t switches = ReadDipSwitches();
     const std::uint32_t extended = ReadExtendedHid(RootedPath(mRoot, kExtendedHidPath));
     mHid = switches + (extended << kExtendedHidShift);
+    mIsHidRead = true;
     AUDIT(Feature::Information, "Brindlet Hid is now set to %s\n", HidText(mHid).c_str());
     return mHid;
 }

@@ -235,6 +235,7 @@ class BrindletManager : public BrindletStatusManager {
     std::atomic<audio::FrequencyScaler> mScaler{audio::FrequencyScaler::X2};
     std::atomic<SampleRates::SystemSampleRates> mSampleRate{SampleRates::SR48k};
     std::atomic<std::uint32_t> mHid;
+    std::atomic<bool> mIsHidRead{false};
     std::atomic<OperatingMode> mMode{OperatingMode::Unknown};
     std::atomic<std::int32_t> mProtocol{0};
     std::chrono::steady_clock::time_point mWaitEnd;

@@ -1,5 +1,6 @@
 #include "FirmwareRecord.h"
 
+#include <sys/stat.h>
 #include <tinyxml.h>
 #include <unistd.h>
 
@@ -9,7 +10,8 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <memory>
+#include <exception>
+#include <optional>
 
 #include "Audit.h"
 #include "FirmwareBuild.h"
@@ -21,6 +23,8 @@ namespace {
 
 /// More than any record has. The parser goes one call deeper with each element inside another.
 constexpr std::uintmax_t kMostBytes = 16384;
+
+constexpr mode_t kPermissions = 07777;
 
 /// Why the file can't be the record; empty where it may be.
 std::string WhyNotARecord(const std::string& path) {
@@ -77,15 +81,35 @@ bool WriteOut(const TiXmlDocument& record, const std::string& path) {
     return std::fclose(file) == 0 && isWritten;
 }
 
-/// By way of a second file: a box that loses its power at this moment still has a whole record.
-bool Save(const TiXmlDocument& record, const std::string& path) {
+/// By way of a second file: a box that loses its power at this moment still has a whole record. Those who
+/// could read the first one can read this, and a link to it stays one.
+bool Save(const TiXmlDocument& record, const std::string& shownPath) {
+    boost::system::error_code error;
+    const std::string path = boost::filesystem::canonical(shownPath, error).string();
+    struct stat former {};
+    if (error || ::stat(path.c_str(), &former) != 0 || ::access(path.c_str(), W_OK) != 0) {
+        return false;
+    }
     const std::string partial = path + ".new";
-    if (::access(path.c_str(), W_OK) == 0 && WriteOut(record, partial) &&
-        std::rename(partial.c_str(), path.c_str()) == 0) {
-        return true;
+    if (WriteOut(record, partial) && ::chmod(partial.c_str(), former.st_mode & kPermissions) == 0) {
+        // Not everybody may give a file away, and who may read it is as it was.
+        [[maybe_unused]] const int ignored = ::chown(partial.c_str(), former.st_uid, former.st_gid);
+        if (std::rename(partial.c_str(), path.c_str()) == 0) {
+            return true;
+        }
     }
     std::remove(partial.c_str());
     return false;
+}
+
+/// Nothing, with a Fault line, where the block can't be opened just now.
+std::optional<std::uint32_t> ReadBuild(fsi::IFsiBus& bus, const std::string& firmwareIdentity) {
+    try {
+        return GetFirmwareBuild(bus, firmwareIdentity);
+    } catch (const std::exception& failure) {
+        AUDIT(Feature::Fault, "Failed to read the firmware build: %s\n", failure.what());
+        return {};
+    }
 }
 
 }  // namespace
@@ -105,9 +129,11 @@ bool UpdateFirmwareRecord(const RootedPath& path, fsi::IFsiBus& bus, const std::
         AUDIT(Feature::Fault, "Did not find Version element in file %s\n", path.Shown().c_str());
         return false;
     }
-    SetText(
-        *version,
-        (boost::format("%1$s.%2$d") % VersionBase(*version) % GetFirmwareBuild(bus, firmwareIdentity)).str());
+    const auto build = ReadBuild(bus, firmwareIdentity);
+    if (!build) {
+        return false;
+    }
+    SetText(*version, (boost::format("%1$s.%2$d") % VersionBase(*version) % *build).str());
     if (!Save(record, path.Actual())) {
         AUDIT(Feature::Fault, "Failed to save updated Firmware Application XML file\n");
         return false;

@@ -115,7 +115,7 @@ TEST_F(Controller, RegistersTheLinksClocksInTheirOrderAndOutOfPlay) {
     EXPECT_EQ(mManager->GetActiveClockName(), "internal");
 }
 
-TEST_F(Controller, WaitsForARateOnceAndNoLongerThanAMinuteInARow) {
+TEST_F(Controller, WaitsForARateThatIsNewAlone) {
     Start();
     const auto set = [this](SampleRates::SystemSampleRates rate, std::uint32_t waitMs) {
         const auto begin = std::chrono::steady_clock::now();

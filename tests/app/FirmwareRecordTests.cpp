@@ -79,6 +79,28 @@ TEST_F(FirmwareRecord, IsLeftAsItIsWhereItIsNone) {
     EXPECT_FALSE(Update()) << "nor does it hang";
 }
 
+TEST_F(FirmwareRecord, KeepsItsPlaceAndItsReaders) {
+    const std::string real = mFolder / "real.xml";
+    WriteFile(real, "<Application><Version>1.2.3</Version></Application>");
+    ASSERT_EQ(::chmod(real.c_str(), 0604), 0);
+    boost::filesystem::create_symlink("real.xml", Path());
+    const mode_t former = ::umask(077);
+    EXPECT_TRUE(Update());
+    ::umask(former);
+    EXPECT_TRUE(boost::filesystem::is_symlink(Path()));
+    EXPECT_NE(ContentOf(real).find("1.2.16"), std::string::npos);
+    EXPECT_EQ(boost::filesystem::status(real).permissions(), 0604);
+}
+
+TEST_F(FirmwareRecord, IsLeftAsItIsWhereTheBuildIsUnknown) {
+    const std::string record = "<Application><Version>1.2.3</Version></Application>";
+    WriteFile(Path(), record);
+    EXPECT_FALSE(
+        TalvoBrindlet::UpdateFirmwareRecord(RootedPath(mFolder.Path(), "/Application.xml"), mBoard, "0FFF"));
+    EXPECT_EQ(mLog.Count("Failed to read the firmware build: FSI '0FFF'"), 1U);
+    EXPECT_EQ(ContentOf(Path()), record);
+}
+
 TEST_F(FirmwareRecord, IsLeftAsItIsWhereItCannotBeSaved) {
     const std::string record = "<Application><Version>1.2.3</Version></Application>";
     WriteFile(Path(), record);
