@@ -162,7 +162,7 @@ void TalvoAudit::Rotate() {
     mRotating = true;
     try {
         ShiftGenerations();
-        mLogFile.Close();
+        // The old file stays open meanwhile: its descriptor might be the last one to be had.
         CompressLog();
         OpenFreshLog();
     } catch (const std::exception& error) {

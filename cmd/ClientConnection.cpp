@@ -23,7 +23,8 @@ ClientConnection::ClientConnection(boost::asio::ip::tcp::socket socket, char del
     : mSocket(std::move(socket)),
       mPeer(PeerText(mSocket)),
       mHandler(std::move(handler)),
-      mDelimiter(delimiter) {}
+      mDelimiter(delimiter),
+      mLastRead(mSocket.get_executor()) {}
 
 void ClientConnection::Start(const std::string& banner) {
     Send(banner);
@@ -31,7 +32,7 @@ void ClientConnection::Start(const std::string& banner) {
 }
 
 void ClientConnection::Send(std::string_view text) {
-    if (mDropReason != nullptr) {
+    if (!mSocket.is_open()) {
         return;
     }
     if (mWriting.size() + mWaiting.size() + text.size() > kMaxUnsent) {
@@ -49,6 +50,10 @@ void ClientConnection::Drop(const char* reason) {
         return;
     }
     mDropReason = reason;
+    Close();
+}
+
+void ClientConnection::Close() {
     mWaiting = {};
     boost::system::error_code ignored;
     mSocket.close(ignored);
@@ -69,6 +74,7 @@ void ClientConnection::OnRead(boost::system::error_code error, std::size_t lengt
         error = boost::asio::error::operation_aborted;
     }
     if (error) {
+        EndWriting(error);
         mHandler(shared_from_this(), error, "");
         return;
     }
@@ -86,6 +92,7 @@ std::string ClientConnection::TakeLine(std::size_t length) {
 void ClientConnection::StartWrite() {
     mWriting = std::exchange(mWaiting, {});
     if (mWriting.empty()) {
+        mLastRead.cancel();
         return;
     }
     boost::asio::async_write(mSocket, boost::asio::buffer(mWriting),
@@ -93,9 +100,30 @@ void ClientConnection::StartWrite() {
                                                          std::size_t) { self->OnWritten(error); });
 }
 
+/// From here on nobody refers to the connection but the write that is under way. That may never end: not only
+/// with a client that doesn't read, but also where the news of a reset have gone to the reader alone.
+void ClientConnection::EndWriting(const boost::system::error_code& readError) {
+    if (readError != boost::asio::error::eof) {
+        Close();
+    }
+    if (mWriting.empty() || !mSocket.is_open()) {
+        return;
+    }
+    mLastRead.expires_after(kLastRead);
+    mLastRead.async_wait([self = shared_from_this()](const boost::system::error_code& error) {
+        if (!error) {
+            self->Drop("it has ended and doesn't read what it was sent");
+        }
+    });
+}
+
 void ClientConnection::OnWritten(const boost::system::error_code& error) {
-    if (error && mDropReason == nullptr) {
-        std::cerr << "async_write error: " << error << '\n';
+    if (error) {
+        // What waits would meet the same end, or wait on a dead connection for ever.
+        mWaiting = {};
+        if (error != boost::asio::error::operation_aborted) {
+            std::cerr << "async_write error: " << error << '\n';
+        }
     }
     StartWrite();
 }

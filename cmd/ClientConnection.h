@@ -1,8 +1,10 @@
 #pragma once
 
 #include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/steady_timer.hpp>
 #include <boost/asio/streambuf.hpp>
 #include <boost/system/error_code.hpp>
+#include <chrono>
 #include <cstddef>
 #include <functional>
 #include <memory>
@@ -25,6 +27,9 @@ class ClientConnection : public std::enable_shared_from_this<ClientConnection> {
                                             << 10;  ///< bytes of a line; a longer one ends the connection
     static constexpr std::size_t kMaxUnsent = std::size_t{1}
                                               << 20;  ///< bytes; a client with more unsent is dropped
+
+    /// How long a client that sends no more may take to read what it has been sent.
+    static constexpr std::chrono::seconds kLastRead{5};
 
     ClientConnection(boost::asio::ip::tcp::socket socket, char delimiter, Handler handler);
 
@@ -54,6 +59,8 @@ class ClientConnection : public std::enable_shared_from_this<ClientConnection> {
     std::string TakeLine(std::size_t length);
     void StartWrite();
     void OnWritten(const boost::system::error_code& error);
+    void EndWriting(const boost::system::error_code& readError);
+    void Close();
 
     boost::asio::ip::tcp::socket mSocket;
     const std::string mPeer;
@@ -62,6 +69,7 @@ class ClientConnection : public std::enable_shared_from_this<ClientConnection> {
     boost::asio::streambuf mInput{kMaxLine + 1};  ///< the longest line and its delimiter
     std::string mWriting;                         ///< in the hands of the write that is under way
     std::string mWaiting;                         ///< goes out with the next write
+    boost::asio::steady_timer mLastRead;
     const char* mDropReason = nullptr;
     bool mEchoReplies = true;
 };

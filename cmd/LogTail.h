@@ -35,12 +35,14 @@ class LogTail : public std::enable_shared_from_this<LogTail> {
     /// Switches a client's tailing on or off and returns the new state.
     bool Tail(const std::shared_ptr<ClientConnection>& connection, bool wanted);
 
+    /// Sends the tailing clients what waits for them.
+    void HandOut();
+
     /// Whether new clients tail from the start.
     void SetTailOnConnect(bool tailOnConnect) { mTailOnConnect = tailOnConnect; }
 
   private:
     void PostHandOut();
-    void HandOut();
 
     boost::asio::io_service& mIo;
     boost::signals2::scoped_connection mOnConnected;

@@ -20,7 +20,11 @@ RemoteAuditor::RemoteAuditor(CommandLine& commandLine, std::string root, std::st
     commandLine.Root()->AddAction(action::MakeAction("tail", tail, "Enable (or disable) log file tailing"));
 }
 
-RemoteAuditor::~RemoteAuditor() = default;
+RemoteAuditor::~RemoteAuditor() {
+    // Whoever watches a stop wants its last lines, and the event loop, which would hand them out, runs no
+    // more.
+    mTail->HandOut();
+}
 
 void RemoteAuditor::SetTailOnConnect(bool tailOnConnect) {
     mTail->SetTailOnConnect(tailOnConnect);

@@ -164,10 +164,8 @@ TEST(RegisterTrace, ShowsAChangeOverStepByStep) {
     box.Do("adma/sync");
     ASSERT_EQ(box.Bench().Ask("trace off"), "ok");
     std::vector<std::string> control;
-    std::ifstream trace(folder / "trace");
     std::size_t tableWrites = 0;
-    for (std::string line; std::getline(trace, line);) {
-        line.erase(0, line.find(' ') + 1);
+    for (const std::string& line : AccessesIn(folder / "trace")) {
         tableWrites += line.find(" W 0x20 ") != std::string::npos ? 1 : 0;
         if (line.find(" 0x20 ") == std::string::npos) {
             control.push_back(line);

@@ -129,6 +129,8 @@ TEST(Stop, IsOrderlyByEitherSignalAndByQuit) {
         VirtualBox box;
         box.Bench().Ask("sync hold");
         box.Do("adma/sync");
+        LineClient tailing(box.ShellPort());
+        tailing.ReadUntil("more about 'cmd'.\n");
         if (signal != 0) {
             box.App().Signal(signal);
         } else {
@@ -138,6 +140,7 @@ TEST(Stop, IsOrderlyByEitherSignalAndByQuit) {
         EXPECT_THAT(box.App().Errors(), Not(HasSubstr("Sanitizer")));
         const std::string line = "Brindlet initialisation stopping due to ASIO error ...system : 0\n";
         EXPECT_EQ(box.LogText().find(line) != std::string::npos, signal != 0);
+        EXPECT_THAT(tailing.ReadToEnd(), HasSubstr(signal != 0 ? line : "Received quit"));
     }
 }
 

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <fstream>
 #include <stdexcept>
 
 ListeningSocket::ListeningSocket() : mDescriptor(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
@@ -77,4 +78,16 @@ void VirtualBox::Do(const std::string& line) {
     if (waited != "ok") {
         throw std::runtime_error("'" + line + "' leaves '" + waited + "'");
     }
+}
+
+std::vector<std::string> AccessesIn(const std::string& trace) {
+    std::vector<std::string> accesses;
+    std::ifstream file(trace);
+    for (std::string line; std::getline(file, line);) {
+        line.erase(0, line.find(' ') + 1);
+        if (line.rfind("0009 ", 0) != 0 && line.rfind("000A ", 0) != 0) {
+            accesses.push_back(line);
+        }
+    }
+    return accesses;
 }

@@ -64,3 +64,7 @@ class ListeningSocket {
 
 /// A port of the loopback address that nobody listens on just now.
 std::uint16_t FreePort();
+
+/// The register accesses of a trace, without their times. Those of the LED and the supply are left out:
+/// timers make them whenever it suits them.
+std::vector<std::string> AccessesIn(const std::string& trace);
