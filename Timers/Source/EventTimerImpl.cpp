@@ -57,7 +57,8 @@ void EventTimerImpl::SetRepeat(bool repeats) {
 
 void EventTimerImpl::Arm(const timeval& start) {
     constexpr std::uint32_t kPerSecond = 1'000'000;
-    const timeval period{mPeriodUs / kPerSecond, mPeriodUs % kPerSecond};
+    const timeval period{static_cast<time_t>(mPeriodUs / kPerSecond),
+                         static_cast<suseconds_t>(mPeriodUs % kPerSecond)};
     timeradd(&start, &period, &mDue);
     mArmed = true;
 }
