@@ -31,6 +31,9 @@ class Process {
     std::string Output() const { return ContentOf(mOutput); }
     std::string Errors() const { return ContentOf(mErrors); }
 
+    /// The file with the standard output, which grows while the process runs.
+    const std::string& OutputPath() const { return mOutput; }
+
     /// Waits until `text` stands in the standard output and gives what follows it on its line. Throws where
     /// the process ends, or twenty seconds pass, before.
     std::string WaitForOutput(const std::string& text);
