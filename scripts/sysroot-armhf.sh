@@ -1,0 +1,90 @@
+#!/usr/bin/env bash
+# Unpacks, once, what the product is compiled and linked with on the box, Debian 12 for armhf, into the user's cache. An
+# apt with lists, status and cache of its own chooses and fetches; the machine's packages stay as they are.
+
+source "$(dirname -- "$(readlink -f -- "${BASH_SOURCE[0]}")")/common.sh"
+
+sysroot=$cache/sysroot-armhf
+packages=(
+    libstdc++-12-dev libc6-dev
+    libboost-dev libboost-filesystem-dev libboost-program-options-dev libboost-system-dev
+    libtinyxml-dev libnl-3-dev libnl-genl-3-dev
+    libgtest-dev libgmock-dev libbenchmark-dev
+)
+
+# The security suite's index for armhf may be behind the libraries it belongs to, so it is left out.
+debian_sources() {
+    apt-get indextargets --format "\$(LABEL) deb [arch=armhf] \$(SITE) \$(CODENAME) \$(COMPONENT)" 'Created-By: Packages' |
+        sed -n 's/^Debian deb /deb /p' | sort -u
+}
+
+# private_apt FOLDER ARGUMENT...
+private_apt() {
+    local folder=$1
+    shift
+    DEBIAN_FRONTEND=noninteractive apt-get -q -y -o APT::Architecture=armhf -o APT::Architectures=armhf \
+        -o "Dir::Etc::sourcelist=$folder/sources.list" -o Dir::Etc::sourceparts=- -o "Dir::State=$folder/state" \
+        -o "Dir::State::status=$folder/status" -o "Dir::Cache=$folder/cache" -o Debug::NoLocking=true \
+        -o APT::Sandbox::User= -o APT::Update::Post-Invoke-Success= "$@"
+}
+
+# unpack DEB TREE: its files, and its entry in a package database of the tree, whose lists of files say where they are
+# now: by that dpkg-shlibdeps finds which package a library is of.
+unpack() {
+    local deb=$1 tree=$2 database=$2/var/lib/dpkg name control
+    dpkg-deb -x "$deb" "$tree"
+    name=$(dpkg-deb -f "$deb" Package)
+    if [[ $(dpkg-deb -f "$deb" Multi-Arch) == same ]]; then
+        name+=:armhf
+    fi
+    {
+        dpkg-deb -f "$deb" | sed '1a Status: install ok installed'
+        echo
+    } >>"$database/status"
+    dpkg-deb --fsys-tarfile "$deb" | tar -t | sed -E "s,^\.,$sysroot,; s,/\$,," >"$database/info/$name.list"
+    for control in symbols shlibs; do
+        dpkg-deb --ctrl-tarfile "$deb" | tar -xO "./$control" >"$database/info/$name.$control" 2>/dev/null ||
+            rm -- "$database/info/$name.$control"
+    done
+}
+
+# Links that lead to the root of the tree, not of the machine.
+relative_links() {
+    local link target
+    while IFS= read -r -d '' link; do
+        target=$(readlink -- "$link")
+        ln -sfn --relative -- "$1$target" "$link"
+    done < <(find "$1" -type l -lname '/*' -print0)
+}
+
+make_sysroot() {
+    local partial=$1 tree=$1/tree deb
+    mkdir -p -- "$partial"/{state/lists/partial,cache/archives/partial} "$tree/var/lib/dpkg"/{info,updates,triggers}
+    : >"$partial/status"
+    # The form of the database in which file names tell architectures apart.
+    echo 1 >"$tree/var/lib/dpkg/info/format"
+    debian_sources >"$partial/sources.list"
+    [[ -s $partial/sources.list ]] || fail "apt knows of no Debian archive; see 'apt-get indextargets'"
+    private_apt "$partial" update
+    private_apt "$partial" -d install --no-install-recommends "${packages[@]}"
+    for deb in "$partial"/cache/archives/*.deb; do
+        unpack "$deb" "$tree"
+    done
+    relative_links "$tree"
+}
+
+if [[ -d $sysroot ]]; then
+    exit
+fi
+need_folder "$cache"
+exec 9>"$cache/sysroot-armhf.lock"
+flock 9
+if [[ -d $sysroot ]]; then
+    exit
+fi
+say "Fetching Debian for armhf ..."
+partial=$(mktemp -d -- "$cache/sysroot-armhf.XXXXXX")
+trap 'rm -rf -- "$partial"' EXIT
+quietly "$cache/sysroot-armhf.log" make_sysroot "$partial" || fail "the tree for armhf could not be made"
+chmod 755 -- "$partial/tree"
+mv -T -- "$partial/tree" "$sysroot"
