@@ -94,7 +94,7 @@ in_clean_system() {
     echo '<Application/>' >"$clean/home/root/Firmware/Application.xml"
     check "it goes" within apt-get -q -y purge talvo-brindlet brindlet-virtual
     check "the box's firmware record stays" within test -e /home/root/Firmware/Application.xml
-    check "nothing else does" silent within find / -xdev -iname '*brindlet*' -not -path '/tmp/*' -not -path '/root/*'
+    check "nothing else does" silent within find / -xdev -iname '*brindlet*' -not -path '/tmp/*' -not -path "$HOME/*"
 }
 
 # The log lists the same features as on and off, with the file and without.
