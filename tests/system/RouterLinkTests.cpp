@@ -7,8 +7,8 @@
 #include <stdexcept>
 
 #include "Bytes.h"
+#include "SiteTest.h"
 #include "VirtualBox.h"
-#include "VirtualSite.h"
 
 using testing::EndsWith;
 using testing::HasSubstr;

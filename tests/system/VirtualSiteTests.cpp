@@ -13,7 +13,7 @@
 #include <stdexcept>
 
 #include "LineClient.h"
-#include "PrivateNetwork.h"
+#include "SiteTest.h"
 #include "Tool.h"
 
 using testing::HasSubstr;

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -28,7 +26,7 @@ struct RouterSeat {
 /// The network around one virtual box: t2link0 and t2link1, each a pair of virtual Ethernet links to the
 /// interface eth0 of a network namespace, router0 and router1. One at a time, and declared before the box and
 /// the routers. Made only where WhyNoPrivateNetwork() is empty. Every operation throws with what the command
-/// said where it fails.
+/// said where it fails; the destructor tells it on standard error.
 class VirtualSite {
   public:
     VirtualSite();
@@ -76,13 +74,4 @@ class VirtualRouter {
     std::unique_ptr<Pipes> mPipes;
     std::unique_ptr<Process> mProcess;
     std::string mInput;
-};
-
-/// For tests that need the links: skips, with the reason, where the machine allows none.
-class SiteTest : public testing::Test {
-  protected:
-    void SetUp() override;
-
-  private:
-    std::unique_ptr<VirtualSite> mSite;
 };

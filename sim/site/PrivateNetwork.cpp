@@ -15,7 +15,7 @@
 
 namespace {
 
-constexpr char kInside[] = "BRINDLET_TESTS_INSIDE";
+constexpr char kInside[] = "BRINDLET_SITE_INSIDE";
 constexpr char kSetUp[] = "mount -t tmpfs tmpfs /run && mkdir /run/netns && ip link set lo up";
 /// One of each that the tests make.
 constexpr char kTrial[] =
