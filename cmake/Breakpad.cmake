@@ -7,8 +7,11 @@ if(NOT "$ENV{XDG_CACHE_HOME}" STREQUAL "")
 endif()
 set(BREAKPAD_DEPS "${user_cache}/talvo-brindlet/breakpad/package/deps" CACHE PATH "Unpacked deps folder of the minidump package; unused where breakpad-client is installed")
 
-# Of the same tree; without it a build has no symbols.
-find_program(BREAKPAD_DUMP_SYMS dump_syms HINTS "${BREAKPAD_DEPS}/../bin/linux-x64")
+# Of the same tree, which has it for amd64 alone; without it a build has no symbols.
+if(CMAKE_HOST_SYSTEM_PROCESSOR STREQUAL "x86_64")
+  set(dump_syms_hints HINTS "${BREAKPAD_DEPS}/../bin/linux-x64")
+endif()
+find_program(BREAKPAD_DUMP_SYMS dump_syms ${dump_syms_hints})
 
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(BREAKPAD_CLIENT IMPORTED_TARGET breakpad-client)

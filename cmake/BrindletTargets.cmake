@@ -5,6 +5,8 @@ add_library(brindlet_options INTERFACE)
 target_compile_features(brindlet_options INTERFACE cxx_std_17)
 target_compile_options(brindlet_options INTERFACE
     -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wformat=2 -Werror)
+# dump_syms finds no lines of functions that the compiler has split where DWARF 5 lists their parts.
+target_compile_options(brindlet_options INTERFACE $<$<CONFIG:RelWithDebInfo>:-gdwarf-4>)
 if(BRINDLET_SANITIZE)
   target_compile_options(brindlet_options INTERFACE
       -fsanitize=${BRINDLET_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)

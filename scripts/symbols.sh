@@ -7,10 +7,15 @@ set -euo pipefail
 dump_syms=$1 executable=$2 folder=$3
 name=${executable##*/}
 partial=$(mktemp -- "$executable.XXXXXX.sym")
-trap 'rm -f -- "$partial"' EXIT
+messages=$partial.messages
+trap 'rm -f -- "$partial" "$messages"' EXIT
 
 # It says of much in the libraries' debug information that it cannot use it.
-"$dump_syms" "$executable" >"$partial" 2>/dev/null
+if ! "$dump_syms" "$executable" >"$partial" 2>"$messages"; then
+    tail -n 5 -- "$messages" >&2
+    echo "$0: no symbols of $executable" >&2
+    exit 1
+fi
 read -r _ _ _ id _ <"$partial"
 rm -rf -- "${folder:?}/$name"
 mkdir -p -- "$folder/$name/$id"

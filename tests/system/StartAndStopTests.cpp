@@ -78,9 +78,15 @@ TEST(StartUp, LeavesAMinidumpWhoseStackCanBeRead) {
     box.WaitForOutput("Brindlet: configuring audio for Talvo 2 operation");
     box.Signal(SIGSEGV);
     EXPECT_EQ(box.WaitForEnd(), -SIGSEGV);
-    const std::string stack = RunTool({BRINDLET_STACK_TOOL, MinidumpIn(folder), BRINDLET_SYMBOLS_DIR});
+    const std::string dump = MinidumpIn(folder);
+    const std::string stack = RunTool({BRINDLET_STACK_TOOL, dump, BRINDLET_SYMBOLS_DIR});
     EXPECT_THAT(stack, HasSubstr("Crash reason:  SIGSEGV"));
-    EXPECT_THAT(stack, testing::ContainsRegex("\n[ 0-9]+ brindlet-sim!RunApplication"));
+    EXPECT_THAT(stack, testing::ContainsRegex("\n[ 0-9]+ brindlet-sim!RunApplication[^\n]+cpp : [0-9]+"));
+    EXPECT_THAT(
+        [&] {
+            RunTool({BRINDLET_STACK_TOOL, dump, folder.Path()});
+        },
+        testing::ThrowsMessage<std::runtime_error>(HasSubstr("no symbols of that build of brindlet-sim")));
 }
 #endif
 
