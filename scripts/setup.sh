@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Installs what the build needs and is not there yet; with --full, --kernel or --package, what `./check --full`,
-# `./check kernel` or `./package` need as well. Says and does nothing where all is there, and needs no network then.
+# Installs what the build needs and is not there yet; with --full, --kernel, --arm or --package, what `./check --full`
+# needs on this machine itself, `./check kernel`, `./check arm` or `./package` as well. Says and does nothing where all
+# is there, and needs no network then.
 
 source "$(dirname -- "$(readlink -f -- "${BASH_SOURCE[0]}")")/common.sh"
 
@@ -12,7 +13,8 @@ build_packages=(
     gzip net-tools iproute2 util-linux mount socat
 )
 full_packages=(clang clang-format clang-tidy libclang-rt-14-dev shellcheck tshark)
-package_packages=(dpkg-dev debootstrap lintian g++-arm-linux-gnueabihf qemu-user)
+package_packages=(dpkg-dev debootstrap lintian g++-arm-linux-gnueabihf)
+arm_packages=(dpkg-dev g++-arm-linux-gnueabihf qemu-user qemu-system-arm cpio xz-utils)
 kernel_packages=(qemu-system-x86 busybox-static cpio make gcc xz-utils dash)
 
 # Breakpad is not in Debian. Its source tree travels inside this package of the npm registry.
@@ -112,6 +114,7 @@ packages=("${build_packages[@]}")
 for option in "$@"; do
     case $option in
         --full) packages+=("${full_packages[@]}") ;;
+        --arm) packages+=("${arm_packages[@]}") ;;
         --kernel) packages+=("${kernel_packages[@]}") ;;
         --package) packages+=("${package_packages[@]}") ;;
         *) fail "unknown option '$option'" ;;

@@ -1,8 +1,7 @@
 #!/usr/bin/env bash
-# Unpacks, once, what the product is compiled and linked with on the box, Debian 12 for armhf, into the user's cache. An
-# apt with lists, status and cache of its own chooses and fetches; the machine's packages stay as they are.
+# Unpacks, once, what the product is compiled and linked with on the box, Debian 12 for armhf, into the user's cache.
 
-source "$(dirname -- "$(readlink -f -- "${BASH_SOURCE[0]}")")/common.sh"
+source "$(dirname -- "$(readlink -f -- "${BASH_SOURCE[0]}")")/debian-armhf.sh"
 
 sysroot=$cache/sysroot-armhf
 packages=(
@@ -11,22 +10,6 @@ packages=(
     libtinyxml-dev libnl-3-dev libnl-genl-3-dev
     libgtest-dev libgmock-dev libbenchmark-dev
 )
-
-# The security suite's index for armhf may be behind the libraries it belongs to, so it is left out.
-debian_sources() {
-    apt-get indextargets --format "\$(LABEL) deb [arch=armhf] \$(SITE) \$(CODENAME) \$(COMPONENT)" 'Created-By: Packages' |
-        sed -n 's/^Debian deb /deb /p' | sort -u
-}
-
-# private_apt FOLDER ARGUMENT...
-private_apt() {
-    local folder=$1
-    shift
-    DEBIAN_FRONTEND=noninteractive apt-get -q -y -o APT::Architecture=armhf -o APT::Architectures=armhf \
-        -o "Dir::Etc::sourcelist=$folder/sources.list" -o Dir::Etc::sourceparts=- -o "Dir::State=$folder/state" \
-        -o "Dir::State::status=$folder/status" -o "Dir::Cache=$folder/cache" -o Debug::NoLocking=true \
-        -o APT::Sandbox::User= -o APT::Update::Post-Invoke-Success= "$@"
-}
 
 # unpack DEB TREE: its files, and its entry in a package database of the tree, whose lists of files say where they are
 # now: by that dpkg-shlibdeps finds which package a library is of.
@@ -59,14 +42,11 @@ relative_links() {
 
 make_sysroot() {
     local partial=$1 tree=$1/tree deb
-    mkdir -p -- "$partial"/{state/lists/partial,cache/archives/partial} "$tree/var/lib/dpkg"/{info,updates,triggers}
-    : >"$partial/status"
+    mkdir -p -- "$tree/var/lib/dpkg"/{info,updates,triggers}
     # The form of the database in which file names tell architectures apart.
     echo 1 >"$tree/var/lib/dpkg/info/format"
-    debian_sources >"$partial/sources.list"
-    [[ -s $partial/sources.list ]] || fail "apt knows of no Debian archive; see 'apt-get indextargets'"
-    private_apt "$partial" update
-    private_apt "$partial" -d install --no-install-recommends "${packages[@]}"
+    set_up_apt "$partial"
+    fetch "$partial" "${packages[@]}"
     for deb in "$partial"/cache/archives/*.deb; do
         unpack "$deb" "$tree"
     done

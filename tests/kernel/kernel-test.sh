@@ -2,7 +2,7 @@
 # Boots a Debian kernel in a virtual machine, with modules of ours for the box's hardware, and has the application
 # show there that it works on a real kernel's device nodes, netlink and interfaces. README.md says what it shows.
 
-source "$(dirname -- "$(readlink -f -- "${BASH_SOURCE[0]}")")/../../scripts/common.sh"
+source "$(dirname -- "$(readlink -f -- "${BASH_SOURCE[0]}")")/../support/guest.sh"
 
 here=$root/tests/kernel
 work=$root/build/kernel
@@ -17,23 +17,12 @@ Exit status: 0 when all are well, 77 when something is missing here, else anothe
 END
 }
 
-missing() {
-    printf '%s: %s\n' "$(basename -- "$0")" "$*" >&2
-    exit 77
-}
-
-need_tools() {
-    local need packages=()
+need_all() {
     [[ $(uname -m) == x86_64 ]] || missing "needs an amd64 machine: it runs this machine's programs in the virtual one"
-    for need in qemu-system-x86_64:qemu-system-x86 busybox:busybox-static cpio:cpio make:make gcc:gcc ip:iproute2 \
-        ifconfig:net-tools xz:xz-utils setpriv:util-linux flock:util-linux; do
-        command -v "${need%:*}" >/dev/null || packages+=("${need#*:}")
-    done
-    if command -v busybox >/dev/null && ldd "$(command -v busybox)" >/dev/null 2>&1; then
-        packages+=(busybox-static)
-    fi
-    if ((${#packages[@]} > 0)); then
-        missing "needs packages; as root: apt-get install --no-install-recommends ${packages[*]}"
+    need_tools qemu-system-x86_64:qemu-system-x86 busybox:busybox-static cpio:cpio make:make gcc:gcc ip:iproute2 \
+        ifconfig:net-tools xz:xz-utils setpriv:util-linux flock:util-linux dash:dash
+    if ldd "$(command -v busybox)" >/dev/null 2>&1; then
+        missing "needs a busybox that is linked statically; as root: apt-get install --no-install-recommends busybox-static"
     fi
 }
 
@@ -104,27 +93,10 @@ make_guest() {
     put "$(command -v ifconfig)" usr/bin
     put "$bin/TalvoBrindlet" usr/bin
     put "$bin/talvo-router-sim" usr/bin
-    install -- "$here"/guest/* "$guest"
+    install -- "$here"/guest/* "$root/tests/support/verdicts.sh" "$guest"
     install -D -t "$guest/modules" -- "$work"/modules/*.ko
     find "$kernel/lib" -name '*.ko' -exec install -t "$guest/modules" -- {} +
-    (cd -- "$guest" && find . | cpio --quiet -o -H newc -R 0:0 >"$work/guest.cpio")
-}
-
-# The machine ends with this script, however that ends.
-boot() {
-    local ended
-    setpriv --pdeathsig KILL qemu-system-x86_64 -accel tcg -smp 2 -m 512 -nographic -nodefaults -no-reboot \
-        -serial stdio -net none -kernel "$kernel/boot/vmlinuz-$release" -initrd "$work/guest.cpio" \
-        -append 'console=ttyS0 quiet panic=-1' </dev/null >"$work/console.log" 2>&1 9>&- &
-    machine=$!
-    setpriv --pdeathsig KILL sleep "$limit" 9>&- &
-    patience=$!
-    trap 'kill "$machine" "$patience" 2>/dev/null || true; wait || true' EXIT
-    trap 'exit 1' INT TERM HUP
-    wait -n -p ended "$machine" "$patience" || true
-    if ((ended == patience)); then
-        say "not ok the machine ends: it ran $limit seconds"
-    fi
+    pack_guest "$guest" "$work/guest.cpio"
 }
 
 case ${1-} in
@@ -135,15 +107,14 @@ bin=$(readlink -f -- "${1:-$root/build/release/bin}")
 for program in TalvoBrindlet talvo-router-sim; do
     [[ -x $bin/$program ]] || fail "$bin has no $program"
 done
-need_tools
+need_all
 need_folder "$work"
 exec 9>"$work/lock"
 flock 9
 fetch_kernel
 build_modules
 make_guest
-boot
-tr -d '\r' <"$work/console.log" | grep -aE '^(ok |not ok |verdict: )' || true
-if ! tr -d '\r' <"$work/console.log" | grep -qaxE 'verdict: all [0-9]+ checks are well'; then
-    fail "not all is well (the whole console in $work/console.log)"
-fi
+boot "$limit" "$work/console.log" qemu-system-x86_64 -accel tcg -smp 2 -m 512 -nographic -nodefaults -no-reboot \
+    -serial stdio -net none -kernel "$kernel/boot/vmlinuz-$release" -initrd "$work/guest.cpio" \
+    -append 'console=ttyS0 quiet panic=-1'
+verdicts "$work/console.log" || fail "not all is well (the whole console in $work/console.log)"
