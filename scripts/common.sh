@@ -25,11 +25,12 @@ usage_error() {
     exit 2
 }
 
-# quietly LOG COMMAND...: what the command prints goes to LOG, and is shown when the command fails.
+# quietly LOG COMMAND...: what the command prints goes to LOG, and is shown when the command fails. A function must chain
+# its steps: within it errors don't end anything by themselves.
 quietly() {
     local log=$1 status=0
     shift
-    "$@" >"$log" 2>&1 </dev/null || status=$?
+    ("$@") >"$log" 2>&1 </dev/null || status=$?
     if ((status != 0)); then
         cat -- "$log" >&2
     fi
@@ -51,16 +52,19 @@ breakpad_is_there() {
 # configure PRESET: every time, as that is how a changed preset takes effect; a tree that needs nothing takes half a
 # second. A folder that was copied here with its build starts afresh.
 configure() {
-    local preset=$1 folder=$root/build/$1 fresh=()
+    local preset=$1 folder=$root/build/$1 options=()
     need_folder "$folder"
     if [[ ! -e $folder/build.ninja ]]; then
         say "Configuring $preset ..."
     fi
     if [[ -e $folder/CMakeCache.txt ]] &&
         ! grep -qxF "CMAKE_HOME_DIRECTORY:INTERNAL=$root" -- "$folder/CMakeCache.txt"; then
-        fresh=(--fresh)
+        options+=(--fresh)
     fi
-    quietly "$folder/configure.log" cmake "${fresh[@]}" -S "$root" --preset "$preset" \
+    if [[ $preset == armhf ]]; then
+        options+=("-DBRINDLET_SYSROOT=$cache/sysroot-armhf")
+    fi
+    quietly "$folder/configure.log" cmake "${options[@]}" -S "$root" --preset "$preset" \
         "-DBREAKPAD_DEPS=$breakpad/deps"
 }
 

@@ -21,10 +21,9 @@ private_apt() {
 
 # set_up_apt FOLDER: with no package installed, and fresh lists.
 set_up_apt() {
-    mkdir -p -- "$1"/{state/lists/partial,cache/archives/partial}
-    : >"$1/status"
-    debian_sources >"$1/sources.list"
-    [[ -s $1/sources.list ]] || fail "apt knows of no Debian archive; see 'apt-get indextargets'"
+    mkdir -p -- "$1"/{state/lists/partial,cache/archives/partial} && : >"$1/status" &&
+        debian_sources >"$1/sources.list" || return
+    [[ -s $1/sources.list ]] || fail "apt knows of no Debian archive; try apt-get update, as root"
     private_apt "$1" apt-get update
 }
 

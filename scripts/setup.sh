@@ -81,6 +81,17 @@ set_up_packages() {
     fi
 }
 
+# What the stages in virtual machines and for armhf unpack they fetch themselves, by lists that a machine may have
+# thrown away.
+set_up_lists() {
+    if [[ -z $(apt-cache madison dash 2>/dev/null) ]]; then
+        take_lock
+        say "Fetching the lists of Debian packages ..."
+        as_root env DEBIAN_FRONTEND=noninteractive apt-get -q -o DPkg::Lock::Timeout=300 update </dev/null \
+            >"$cache/apt.log" 2>&1 || true
+    fi
+}
+
 minidump_is_sound() {
     sha512sum --check --status <<<"$minidump_sha512  $minidump" 2>/dev/null
 }
@@ -121,4 +132,7 @@ for option in "$@"; do
     esac
 done
 set_up_packages "${packages[@]}"
+if ((${#packages[@]} > ${#build_packages[@]})); then
+    set_up_lists
+fi
 set_up_breakpad

@@ -40,8 +40,13 @@ while (($# > 0)); do
         *) break ;;
     esac
 done
+# or_else HINT: what a developer may do instead; where this is installed there is no ./run.
+or_else() {
+    [[ ! -x $root/run ]] || printf '; %s' "$1"
+}
+
 for program in brindlet-sim talvo-router-sim; do
-    [[ -x $bin/$program ]] || fail "there is no $program in $bin; './run --build' builds it"
+    [[ -x $bin/$program ]] || fail "there is no $program in $bin$(or_else "'./run --build' builds it")"
 done
 
 # In a mount and process namespace of their own all that is started ends, and all that is mounted goes, with the first
@@ -63,8 +68,9 @@ can() {
 owner=
 enter=("${as_root[@]}")
 if ((EUID == 0)); then
-    can "${enter[@]}" || fail "root may not make networks on this machine ($why_not);" \
-        "'./run --box-only' starts the box alone, in the machine's own network"
+    can "${enter[@]}" || fail "root may not make networks on this machine ($why_not)$(
+        or_else "'./run --box-only' starts the box alone, in the machine's own network"
+    )"
 elif can "${as_user[@]}"; then
     enter=("${as_user[@]}")
 else
@@ -75,7 +81,7 @@ else
     enter=(sudo -n "${as_root[@]}")
     if ! sudo -v 2>/dev/null || ! can "${enter[@]}"; then
         fail "this machine gives an ordinary user no network of its own ($user_why_not), and sudo doesn't help;" \
-            "run it as root, or './run --box-only' for the box alone, in the machine's own network"
+            "run it as root$(or_else "'./run --box-only' starts the box alone, in the machine's own network")"
     fi
     owner=$(id -u):$(id -g)
 fi

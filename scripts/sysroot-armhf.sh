@@ -40,31 +40,37 @@ relative_links() {
     done < <(find "$1" -type l -lname '/*' -print0)
 }
 
-make_sysroot() {
-    local partial=$1 tree=$1/tree deb
-    mkdir -p -- "$tree/var/lib/dpkg"/{info,updates,triggers}
-    # The form of the database in which file names tell architectures apart.
-    echo 1 >"$tree/var/lib/dpkg/info/format"
-    set_up_apt "$partial"
-    fetch "$partial" "${packages[@]}"
-    for deb in "$partial"/cache/archives/*.deb; do
-        unpack "$deb" "$tree"
-    done
-    relative_links "$tree"
+download() {
+    set_up_apt "$1" && fetch "$1" "${packages[@]}"
 }
 
-if [[ -d $sysroot ]]; then
+# Made of these packages, so that a longer list reaches machines that have a tree.
+is_there() {
+    [[ -e $sysroot/packages && $(<"$sysroot/packages") == "${packages[*]}" ]]
+}
+
+if is_there; then
     exit
 fi
 need_folder "$cache"
 exec 9>"$cache/sysroot-armhf.lock"
 flock 9
-if [[ -d $sysroot ]]; then
+if is_there; then
     exit
 fi
 say "Fetching Debian for armhf ..."
 partial=$(mktemp -d -- "$cache/sysroot-armhf.XXXXXX")
+tree=$partial/tree
 trap 'rm -rf -- "$partial"' EXIT
-quietly "$cache/sysroot-armhf.log" make_sysroot "$partial" || fail "the tree for armhf could not be made"
-chmod 755 -- "$partial/tree"
-mv -T -- "$partial/tree" "$sysroot"
+quietly "$cache/sysroot-armhf.log" download "$partial" || fail "Debian for armhf cannot be fetched"
+mkdir -p -- "$tree/var/lib/dpkg"/{info,updates,triggers}
+# The form of the database in which file names tell architectures apart.
+echo 1 >"$tree/var/lib/dpkg/info/format"
+for deb in "$partial"/cache/archives/*.deb; do
+    unpack "$deb" "$tree"
+done
+relative_links "$tree"
+printf '%s\n' "${packages[*]}" >"$tree/packages"
+chmod 755 -- "$tree"
+rm -rf -- "$sysroot"
+mv -T -- "$tree" "$sysroot"

@@ -72,10 +72,9 @@ fetch_debian() {
 
 fetch_packages() {
     local kernel
-    set_up_apt "$1"
-    fetch "$1" "${packages[@]}"
-    kernel=$(private_apt "$1" apt-cache depends linux-image-armmp | sed -n 's/^ *Depends: \(linux-image-.*\)/\1/p')
-    (cd -- "$1" && private_apt "$1" apt-get download "$kernel")
+    set_up_apt "$1" && fetch "$1" "${packages[@]}" &&
+        kernel=$(private_apt "$1" apt-cache depends linux-image-armmp | sed -n 's/^ *Depends: \(linux-image-.*\)/\1/p') &&
+        cd -- "$1" && private_apt "$1" apt-get download "$kernel"
 }
 
 # The programs stand where they look for each other: at their place on this machine.

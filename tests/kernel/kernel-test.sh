@@ -44,8 +44,13 @@ unpack() {
 fetch_kernel() {
     local headers package
     headers=$(depends linux-headers-amd64 'linux-headers-.*')
-    [[ -n $headers ]] || missing "apt knows no linux-headers-amd64; try apt-get update, as root"
+    if [[ -z $headers ]]; then
+        # Where apt has thrown its lists away, a kernel of before will do.
+        headers=linux-headers-$(find "$cache/kernel" -mindepth 1 -maxdepth 1 -name '*-amd64' -printf '%f\n' 2>/dev/null |
+            sort -V | tail -n 1)
+    fi
     release=${headers#linux-headers-}
+    [[ -n $release ]] || missing "apt knows no linux-headers-amd64; try apt-get update, as root"
     kernel=$cache/kernel/$release
     [[ ! -e $kernel ]] || return 0
     say "Fetching Linux $release ..."
