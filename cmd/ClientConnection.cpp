@@ -19,11 +19,13 @@ std::string PeerText(const boost::asio::ip::tcp::socket& socket) {
 
 }  // namespace
 
-ClientConnection::ClientConnection(boost::asio::ip::tcp::socket socket, char delimiter, Handler handler)
+ClientConnection::ClientConnection(boost::asio::ip::tcp::socket socket, char delimiter,
+                                   std::shared_ptr<std::size_t> unsentToAll, Handler handler)
     : mSocket(std::move(socket)),
       mPeer(PeerText(mSocket)),
       mHandler(std::move(handler)),
       mDelimiter(delimiter),
+      mUnsentToAll(std::move(unsentToAll)),
       mLastRead(mSocket.get_executor()) {}
 
 void ClientConnection::Start(const std::string& banner) {
@@ -35,14 +37,20 @@ void ClientConnection::Send(std::string_view text) {
     if (!mSocket.is_open()) {
         return;
     }
-    if (mWriting.size() + mWaiting.size() + text.size() > kMaxUnsent) {
+    if (IsFull(text.size())) {
         Drop("it doesn't read what it is sent");
         return;
     }
     mWaiting += text;
+    *mUnsentToAll += text.size();
     if (mWriting.empty()) {
         StartWrite();
     }
+}
+
+bool ClientConnection::IsFull(std::size_t more) const {
+    const std::size_t unsent = mWriting.size() + mWaiting.size();
+    return unsent + more > kMaxUnsent || (*mUnsentToAll > kMaxUnsentToAll && unsent > kUnsentWhenFull);
 }
 
 void ClientConnection::Drop(const char* reason) {
@@ -53,8 +61,13 @@ void ClientConnection::Drop(const char* reason) {
     Close();
 }
 
-void ClientConnection::Close() {
+void ClientConnection::ForgetWaiting() {
+    *mUnsentToAll -= mWaiting.size();
     mWaiting = {};
+}
+
+void ClientConnection::Close() {
+    ForgetWaiting();
     boost::system::error_code ignored;
     mSocket.close(ignored);
 }
@@ -118,9 +131,10 @@ void ClientConnection::EndWriting(const boost::system::error_code& readError) {
 }
 
 void ClientConnection::OnWritten(const boost::system::error_code& error) {
+    *mUnsentToAll -= mWriting.size();
     if (error) {
         // What waits would meet the same end, or wait on a dead connection for ever.
-        mWaiting = {};
+        ForgetWaiting();
         if (error != boost::asio::error::operation_aborted) {
             std::cerr << "async_write error: " << error << '\n';
         }

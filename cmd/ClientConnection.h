@@ -28,10 +28,17 @@ class ClientConnection : public std::enable_shared_from_this<ClientConnection> {
     static constexpr std::size_t kMaxUnsent = std::size_t{1}
                                               << 20;  ///< bytes; a client with more unsent is dropped
 
+    /// Bytes unsent to all clients of a server; beyond it those are dropped, at the next text for them, that
+    /// haven't read all but the last kUnsentWhenFull of what they were sent.
+    static constexpr std::size_t kMaxUnsentToAll = std::size_t{32} << 20;
+    static constexpr std::size_t kUnsentWhenFull = std::size_t{64} << 10;
+
     /// How long a client that sends no more may take to read what it has been sent.
     static constexpr std::chrono::seconds kLastRead{5};
 
-    ClientConnection(boost::asio::ip::tcp::socket socket, char delimiter, Handler handler);
+    /// `unsentToAll` counts the bytes that wait for the clients of a server, this one's among them.
+    ClientConnection(boost::asio::ip::tcp::socket socket, char delimiter,
+                     std::shared_ptr<std::size_t> unsentToAll, Handler handler);
 
     /// Sends the banner and starts to read.
     void Start(const std::string& banner);
@@ -54,18 +61,21 @@ class ClientConnection : public std::enable_shared_from_this<ClientConnection> {
     void SetEchoReplies(bool echoReplies) { mEchoReplies = echoReplies; }
 
   private:
+    bool IsFull(std::size_t more) const;
     void StartRead();
     void OnRead(boost::system::error_code error, std::size_t length);
     std::string TakeLine(std::size_t length);
     void StartWrite();
     void OnWritten(const boost::system::error_code& error);
     void EndWriting(const boost::system::error_code& readError);
+    void ForgetWaiting();
     void Close();
 
     boost::asio::ip::tcp::socket mSocket;
     const std::string mPeer;
     const Handler mHandler;
     const char mDelimiter;
+    const std::shared_ptr<std::size_t> mUnsentToAll;
     boost::asio::streambuf mInput{kMaxLine + 1};  ///< the longest line and its delimiter
     std::string mWriting;                         ///< in the hands of the write that is under way
     std::string mWaiting;                         ///< goes out with the next write

@@ -91,7 +91,7 @@ void RemoteCommandServer::Welcome() {
     error_code ignored;
     mNextSocket.set_option(tcp::no_delay(true), ignored);
     const auto connection = std::make_shared<ClientConnection>(
-        std::move(mNextSocket), mDelimiter,
+        std::move(mNextSocket), mDelimiter, mUnsentToAll,
         [weak = weak_from_this()](const ConnectionPtr& client, const error_code& error, std::string line) {
             if (const auto self = weak.lock()) {
                 self->PostEvent(client, error, std::move(line));

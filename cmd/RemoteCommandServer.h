@@ -5,6 +5,7 @@
 #include <boost/asio/steady_timer.hpp>
 #include <boost/signals2/signal.hpp>
 #include <boost/system/error_code.hpp>
+#include <cstddef>
 #include <memory>
 #include <string>
 
@@ -52,6 +53,7 @@ class RemoteCommandServer : public std::enable_shared_from_this<RemoteCommandSer
     boost::asio::steady_timer mAcceptTimer;
     const std::string mName;
     const char mDelimiter = '\n';
+    const std::shared_ptr<std::size_t> mUnsentToAll = std::make_shared<std::size_t>(0);
     LineSignal mLineReceived;
     ConnectedSignal mConnected;
     DisconnectedSignal mDisconnected;
