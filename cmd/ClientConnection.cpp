@@ -45,6 +45,7 @@ void ClientConnection::Send(std::string_view text) {
     *mUnsentToAll += text.size();
     if (mWriting.empty()) {
         StartWrite();
+        LimitWriting();
     }
 }
 
@@ -87,7 +88,7 @@ void ClientConnection::OnRead(boost::system::error_code error, std::size_t lengt
         error = boost::asio::error::operation_aborted;
     }
     if (error) {
-        EndWriting(error);
+        EndReading(error);
         mHandler(shared_from_this(), error, "");
         return;
     }
@@ -113,13 +114,20 @@ void ClientConnection::StartWrite() {
                                                          std::size_t) { self->OnWritten(error); });
 }
 
-/// From here on nobody refers to the connection but the write that is under way. That may never end: not only
-/// with a client that doesn't read, but also where the news of a reset have gone to the reader alone.
-void ClientConnection::EndWriting(const boost::system::error_code& readError) {
-    if (readError != boost::asio::error::eof) {
+/// Replies to what was read before may still follow, and lines of the log until the end has been dealt with.
+void ClientConnection::EndReading(const boost::system::error_code& error) {
+    mReadingEnded = true;
+    if (error != boost::asio::error::eof) {
         Close();
     }
-    if (mWriting.empty() || !mSocket.is_open()) {
+    LimitWriting();
+}
+
+/// Once reading has ended nobody may refer to the connection but the write that is under way. That may never
+/// end: not only with a client that doesn't read, but also where an earlier read or write has had the news of
+/// a reset.
+void ClientConnection::LimitWriting() {
+    if (!mReadingEnded || mWriting.empty() || !mSocket.is_open()) {
         return;
     }
     mLastRead.expires_after(kLastRead);

@@ -67,7 +67,8 @@ class ClientConnection : public std::enable_shared_from_this<ClientConnection> {
     std::string TakeLine(std::size_t length);
     void StartWrite();
     void OnWritten(const boost::system::error_code& error);
-    void EndWriting(const boost::system::error_code& readError);
+    void EndReading(const boost::system::error_code& error);
+    void LimitWriting();
     void ForgetWaiting();
     void Close();
 
@@ -81,6 +82,7 @@ class ClientConnection : public std::enable_shared_from_this<ClientConnection> {
     std::string mWaiting;                         ///< goes out with the next write
     boost::asio::steady_timer mLastRead;
     const char* mDropReason = nullptr;
+    bool mReadingEnded = false;
     bool mEchoReplies = true;
 };
 

@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <boost/asio/error.hpp>
 #include <boost/asio/io_service.hpp>
+#include <memory>
 #include <string>
 #include <utility>
 
@@ -36,4 +38,28 @@ TEST(ClientConnection, IsDroppedEarlierWhereMuchWaitsForAllUnlessItReads) {
             EXPECT_EQ(*unsentToAll, others);
         }
     }
+}
+
+TEST(ClientConnection, GoesInTimeAlsoWhereTextComesAfterTheEndOfAClientThatDoesNotRead) {
+    boost::asio::io_service io;
+    tcp::acceptor acceptor(io, {boost::asio::ip::address_v4::loopback(), 0});
+    RawTcpClient client(acceptor.local_endpoint().port());
+    tcp::socket socket = acceptor.accept();
+    socket.set_option(tcp::socket::send_buffer_size(1));
+    bool hasEnded = false;
+    auto connection = std::make_shared<ClientConnection>(
+        std::move(socket), '\n', std::make_shared<std::size_t>(0),
+        [&hasEnded](const auto&, const boost::system::error_code& error, const std::string&) {
+            hasEnded = error == boost::asio::error::eof;
+        });
+    connection->Start("");
+    client.EndSending();
+    while (!hasEnded) {
+        io.run_one();
+    }
+    connection->Send(std::string(ClientConnection::kMaxUnsent, 'x'));
+    const std::weak_ptr<ClientConnection> weak = std::exchange(connection, nullptr);
+    io.restart();
+    io.run_for(2 * ClientConnection::kLastRead);
+    EXPECT_TRUE(weak.expired());
 }
