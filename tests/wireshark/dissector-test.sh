@@ -192,6 +192,43 @@ any_bytes() {
     say "passed: no Lua error, whatever the bytes"
 }
 
+# A router's commands of messages.hex, cut in two at each place, begun at each, and with eight bytes lost at each; behind
+# them all the commands once more, which must be told as ever.
+streams_in_and_out_of_step() {
+    local way ids frames
+    ids='800 806 802 808 815 816 875 891 892'
+    for way in cut begun lost; do
+        awk -v way=$way '
+            { sub(/#.*/, "") }
+            /^(tcp|udp) / { if (++conversations > 1) exit; next }
+            { for (i = 1; i <= NF; ++i) byte[count++] = $i }
+            function segment(from, to) { for (i = from; i < to; ++i) printf "%s ", byte[i]; printf "\n\n" }
+            END {
+                for (at = 1; at < count - 8; ++at) {
+                    print "tcp " 41000 + at " 55000"
+                    if (way != "begun") segment(0, at)
+                    if (way == "lost") segment(at, at + 8)
+                    segment(way == "lost" ? at + 8 : at, count)
+                    segment(0, count)
+                }
+            }' "$here/messages.hex" >"$folder/way.hex"
+        capture_of "$folder/way.hex" "$folder/way.pcapng"
+        if [[ $way == lost ]]; then
+            mapfile -t frames < <(seq 2 4 "$(show -r "$folder/way.pcapng" -T fields -e frame.number | tail -n 1)")
+            editcap "$folder/way.pcapng" "$folder/lost.pcapng" "${frames[@]}"
+            mv -- "$folder/lost.pcapng" "$folder/way.pcapng"
+        fi
+        # A second pass is what Wireshark's window makes of it.
+        show -r "$folder/way.pcapng" -2 -T fields -e tcp.stream -e brindlet.id |
+            awk -F '\t' '$2 != "" { gsub(",", " ", $2); ids[$1] = ids[$1] " " $2 } END { for (i in ids) print ids[i] }' \
+                >"$folder/seen"
+        (($(wc -l <"$folder/seen") > 100)) || fail "streams are missing ($way)"
+        ! grep -vE -m 3 " $ids\$" "$folder/seen" >&2 || fail "a stream doesn't get back into step ($way)"
+        [[ $way != cut ]] || ! grep -vxE -m 3 "( $ids){2}" "$folder/seen" >&2 || fail "a cut makes a difference"
+        say "passed: streams that are $way anywhere"
+    done
+}
+
 # A list that is too long for a tree, in a message of 16 MiB that comes in many segments.
 long_list() {
     local entries=2396000
@@ -362,6 +399,7 @@ if [[ ${1-} != site ]]; then
     bytes_by_hand
     status_bits
     any_bytes
+    streams_in_and_out_of_step
     long_list
 fi
 if [[ ${1-} != bytes ]]; then

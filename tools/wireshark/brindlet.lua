@@ -1,15 +1,23 @@
--- What a Brindlet box and its routers say to each other, for Wireshark and tshark: the commands on TCP 55000 and 55100,
--- and the heartbeats on UDP 60001 and 60002. docs/protocol.md tells what it all means; the README beside this file, how
+-- What a Brindlet box and its routers say to each other, for Wireshark and tshark: the commands on TCP 55000, 55100 and
+-- 49190, and the heartbeats on UDP 60001 and 60002. docs/protocol.md tells what it all means; the README beside this file, how
 -- to install it.
 --
--- A message is judged as the box judges it: what the box reads is shown as fields, what it skips as bytes, and why as
--- expert information. Nothing here reads beyond what was captured, whatever a message claims.
+-- A message is read as the box reads what comes to it: what it takes is shown as fields, what it skips as bytes, and why
+-- as expert information. Nothing here reads beyond what was captured, whatever a message claims.
 
-local kKlvPorts = {55000, 55100}
+-- Where the box listens; and where the updater does, whom the box dials.
+local kBoxPorts = {55000, 55100}
+local kUpdaterPort = 49190
 local kHeartbeatPorts = {60001, 60002}
 local kHeaderSize = 8
 local kMaxLength = 16 * 1024 * 1024
 local kDeskCommand = 5
+
+-- What isn't known is believed to be a message only where the next known one, or the end of what is there, follows on at
+-- most so many of them, of no more bytes each: behind a lost segment any bytes may stand where a header should.
+local kMostUnknown = 8
+local kMaxUnknownLength = 4096
+
 local kHeartbeatSize = 12
 local kBoxType = 2
 
@@ -150,6 +158,9 @@ local function List(least, ...)
     return list
 end
 
+-- What the box sends and nobody sends to it.
+local kFromBox = {[801] = true, [807] = true, [874] = true}
+
 -- The fields of each, in wire order.
 local kCommands = {
     [800] = {},
@@ -179,7 +190,9 @@ local experts = {
                                    kError),
     unknownType = ProtoExpert.new("brindlet.unknown_type", "Unknown type of message", kUndecoded, kWarn),
     unknownCommand = ProtoExpert.new("brindlet.unknown_command", "Unknown command", kUndecoded, kWarn),
-    outOfStep = ProtoExpert.new("brindlet.out_of_step", "No message begins here", kUndecoded, kWarn),
+    wrongWay = ProtoExpert.new("brindlet.wrong_way", "Only a box sends this; the box skips it unread", kUndecoded, kWarn),
+    outOfStep = ProtoExpert.new("brindlet.out_of_step", "No message is known to begin here: a segment is missing or out of " ..
+        "order, the capture begins within a message, or the sender is at fault", kUndecoded, kWarn),
     cutShort = ProtoExpert.new("brindlet.cut_short", "The message isn't whole here", expert.group.REASSEMBLE, kNote),
     notShown = ProtoExpert.new("brindlet.not_shown", "More entries than are shown", kUndecoded, kNote),
 }
@@ -197,21 +210,6 @@ do
     end
     klv.fields = all
     klv.experts = experts
-end
-
-local tcpStream = Field.new("tcp.stream")
-
--- For each direction of a stream, the first frame with a header that is none: behind it nobody can say where a message
--- begins.
-local outOfStepSince = {}
-
-function klv.init()
-    outOfStepSince = {}
-end
-
-local function DirectionOf(pinfo)
-    local stream = tcpStream()
-    return tostring(stream and stream.value) .. " " .. tostring(pinfo.src) .. ":" .. pinfo.src_port
 end
 
 local function Plural(count, singular, plural)
@@ -240,7 +238,7 @@ function Reader:Take(size, tree, what)
         self.failed = true
         self.isMalformed = true
         tree:add_proto_expert_info(experts.fieldPastEnd,
-            string.format("%s takes %s, of which the message has %d; the box takes nothing from here on", what,
+            string.format("%s takes %s, of which the message has %d", what,
                           Plural(size, "byte", "bytes"), self:Left()))
         return nil
     end
@@ -278,7 +276,8 @@ function Reader:ReadText(field, tree, summary)
     end
     tree:add_packet_field(field.pf, range, ENC_UTF_8)
     if field.brief and length <= kMaxTextInSummary then
-        summary[#summary + 1] = field.brief .. " " .. range:string(ENC_UTF_8)
+        -- The column would end at a NUL.
+        summary[#summary + 1] = field.brief .. " " .. range:string(ENC_UTF_8):gsub("%c", ".")
     end
 end
 
@@ -327,7 +326,7 @@ function Reader:ReadList(list, tree, summary)
         self.failed = true
         self.isMalformed = true
         item:add_proto_expert_info(experts.countTooBig,
-            string.format("%.0f entries are more than %s can hold; the box takes the list as empty", count,
+            string.format("%.0f entries are more than %s can hold", count,
                           Plural(self:Left(), "byte", "bytes")))
         return
     end
@@ -388,7 +387,7 @@ local function ShowValue(reader, command, type, tree, summary)
     if reader:Left() > 0 and not reader.failed then
         reader.isMalformed = true
         rest:add_proto_expert_info(experts.bytesBehind,
-            string.format("%s behind the last field; the box skips them", Plural(reader:Left(), "byte", "bytes")))
+            string.format("%s behind the last field", Plural(reader:Left(), "byte", "bytes")))
     end
 end
 
@@ -407,14 +406,26 @@ local function NameOf(type, id)
     return kCommandTexts[id] or string.format("Unknown command %d", id), kCommands[id]
 end
 
+local function IsToBox(pinfo)
+    for _, port in ipairs(kBoxPorts) do
+        if pinfo.dst_port == port then
+            return true
+        end
+    end
+    return pinfo.src_port == kUpdaterPort
+end
+
 -- One message, of which the header at least is there; `length` of the value as announced. Gives its summary.
-local function ShowMessage(tvb, offset, length, tree)
+local function ShowMessage(tvb, pinfo, offset, length, tree)
     local type, _, id = KeyParts(tvb(offset, 4):le_uint())
     local name, command = NameOf(type, id)
     local captured = math.min(tvb:len(), offset + kHeaderSize + length)
     local item = tree:add(header.message, tvb(offset, captured - offset))
     item:set_text("Message: " .. name)
     ShowHeader(tvb, offset, item)
+    if command and kFromBox[id] and IsToBox(pinfo) then
+        item:add_proto_expert_info(experts.wrongWay)
+    end
     local reader = setmetatable({tvb = tvb, position = offset + kHeaderSize, captured = captured,
                                  stop = offset + kHeaderSize + length}, Reader)
     local summary = {}
@@ -435,25 +446,58 @@ local function ShowMessage(tvb, offset, length, tree)
     return name
 end
 
--- A header that ends the stream: the box closes it, and what is behind can't be told apart.
+local function LengthAt(tvb, offset)
+    return tvb(offset + 4, 4):le_uint()
+end
+
+local function IsKnown(tvb, offset)
+    local type, _, id = KeyParts(tvb(offset, 4):le_uint())
+    return type == kDeskCommand and kCommands[id] ~= nil
+end
+
+-- A header that ends the stream, as the box closes it; with luck what is behind begins another.
 local function ShowBrokenHeader(tvb, offset, tree)
-    local item = tree:add(header.message, tvb(offset))
+    local item = tree:add(header.message, tvb(offset, kHeaderSize))
     item:set_text("Header that announces too much")
     ShowHeader(tvb, offset, item):add_proto_expert_info(experts.lengthTooBig,
-        string.format("%.0f bytes are announced, and 16,777,216 are the most; the box ends the stream",
-                      tvb(offset + 4, 4):le_uint()))
-    if offset + kHeaderSize < tvb:len() then
-        item:add(header.raw, tvb(offset + kHeaderSize))
+        string.format("%.0f bytes are announced, and 16,777,216 are the most", LengthAt(tvb, offset)))
+end
+
+-- Where the next header of a known command begins, from `offset` on; nil where none is there as a whole.
+local function NextKnown(tvb, offset)
+    if tvb:len() - offset < kHeaderSize then
+        return nil
+    end
+    local bytes = tvb:raw(offset)
+    local position = 1
+    while true do
+        -- All known ids have the same second byte, and type and revision share the last two.
+        position = bytes:find(".\x03[\0\x40\x80\xC0][\x28-\x2F]", position)
+        if not position or position + kHeaderSize - 1 > #bytes then
+            return nil
+        end
+        local found = offset + position - 1
+        if IsKnown(tvb, found) and LengthAt(tvb, found) <= kMaxLength then
+            return found
+        end
+        position = position + 1
     end
 end
 
--- Whether these bytes may be trusted to be a header after one that was none.
-local function IsPlausible(tvb)
-    if tvb:len() < kHeaderSize then
-        return false
+-- Whether what is unknown here may be a message that the box skips, and whether more is needed to tell.
+local function LeadsOn(tvb, offset)
+    local known = NextKnown(tvb, offset + 1)
+    for _ = 1, kMostUnknown do
+        local length = LengthAt(tvb, offset)
+        offset = offset + kHeaderSize + length
+        if length > kMaxUnknownLength or known and offset > known then
+            return false, false
+        end
+        if offset == known or tvb:len() - offset < kHeaderSize then
+            return true, offset > tvb:reported_len()
+        end
     end
-    local type, _, id = KeyParts(tvb(0, 4):le_uint())
-    return type == kDeskCommand and kCommands[id] ~= nil and tvb(4, 4):le_uint() <= kMaxLength
+    return false, false
 end
 
 -- Asks for more of the stream, from `offset` on; false where Wireshark has been told not to put segments together, or
@@ -467,28 +511,63 @@ local function AskForMore(pinfo, offset, missing)
     return true
 end
 
--- The length announced at `offset`; or nil where the message isn't to be shown now, and whether that is because more
--- of the stream is needed.
-local function Announced(tvb, pinfo, offset)
-    local reported = tvb:reported_length_remaining(offset)
+-- What begins at `offset`: a "message", with its length; a "broken" header; "strange" bytes; the "part" of a header; or
+-- nothing that can be said before there is "more" of the stream, which has been asked for.
+local function Judge(tvb, pinfo, offset)
+    local reported = tvb:reported_len() - offset
     if tvb:len() - offset < kHeaderSize then
-        local isShort = reported < kHeaderSize
-        return nil, isShort and AskForMore(pinfo, offset, DESEGMENT_ONE_MORE_SEGMENT)
+        local isAsked = reported < kHeaderSize and AskForMore(pinfo, offset, DESEGMENT_ONE_MORE_SEGMENT)
+        return isAsked and "more" or "part"
     end
-    local length = tvb(offset + 4, 4):le_uint()
-    local missing = kHeaderSize + length - reported
-    if length <= kMaxLength and missing > 0 and AskForMore(pinfo, offset, missing) then
-        return nil, true
+    local length = LengthAt(tvb, offset)
+    local isBelieved, wanted = true, math.max(0, kHeaderSize + length - reported)
+    if not IsKnown(tvb, offset) then
+        local isMoreNeeded
+        isBelieved, isMoreNeeded = LeadsOn(tvb, offset)
+        wanted = isMoreNeeded and DESEGMENT_ONE_MORE_SEGMENT or 0
+    elseif length > kMaxLength then
+        return "broken"
     end
-    return length
+    if wanted > 0 and AskForMore(pinfo, offset, wanted) then
+        return "more"
+    end
+    return isBelieved and "message" or "strange", length
+end
+
+-- Shows bytes that are no message, and gives where to go on: at the next known header, or at what may be the beginning of
+-- one that goes on in the next segment.
+local function ShowStrangeBytes(tvb, pinfo, offset, tree)
+    local stop = NextKnown(tvb, offset + 1)
+    if not stop then
+        stop = tvb:len()
+        local tail = math.max(offset + 1, stop - kHeaderSize + 1)
+        if tvb:len() == tvb:reported_len() and AskForMore(pinfo, tail, DESEGMENT_ONE_MORE_SEGMENT) then
+            stop = tail
+        end
+    end
+    tree:add(header.raw, tvb(offset, stop - offset)):add_proto_expert_info(experts.outOfStep)
+    return stop, pinfo.desegment_len ~= 0
+end
+
+-- Shows what begins at `offset`. Gives its summary, and where to go on; or nil, where more of the stream is needed.
+local function ShowNext(tvb, pinfo, offset, makeTree)
+    local kind, length = Judge(tvb, pinfo, offset)
+    if kind == "message" then
+        return ShowMessage(tvb, pinfo, offset, length, makeTree()), offset + kHeaderSize + length
+    elseif kind == "broken" then
+        ShowBrokenHeader(tvb, offset, makeTree())
+        return "Length above 16 MiB", offset + kHeaderSize
+    elseif kind == "part" then
+        makeTree():add(header.raw, tvb(offset)):add_proto_expert_info(experts.cutShort, "Part of a header")
+        return "Part of a header", tvb:len()
+    elseif kind == "strange" then
+        local stop, isAsked = ShowStrangeBytes(tvb, pinfo, offset, makeTree())
+        return "Bytes of no message", isAsked and tvb:len() or stop
+    end
+    return nil
 end
 
 function klv.dissector(tvb, pinfo, tree)
-    if tvb:len() == 0 then
-        return 0
-    end
-    local direction = DirectionOf(pinfo)
-    local brokenAt = outOfStepSince[direction]
     local summaries = {}
     local subtree
     local function Tree()
@@ -497,30 +576,13 @@ function klv.dissector(tvb, pinfo, tree)
     end
 
     local offset = 0
-    if brokenAt and pinfo.number > brokenAt and not IsPlausible(tvb) then
-        Tree():add(header.raw, tvb()):add_proto_expert_info(experts.outOfStep,
-            string.format("The header in frame %d was none; no message is known to begin here", brokenAt))
-        summaries[1] = "Bytes behind a broken header"
-        offset = tvb:len()
-    end
     while offset < tvb:len() do
-        local length, isMoreNeeded = Announced(tvb, pinfo, offset)
-        if isMoreNeeded then
+        local summary, next = ShowNext(tvb, pinfo, offset, Tree)
+        if not summary then
             break
         end
-        if not length then
-            Tree():add(header.raw, tvb(offset)):add_proto_expert_info(experts.cutShort, "Part of a header")
-            summaries[#summaries + 1] = "Part of a header"
-            break
-        end
-        if length > kMaxLength then
-            ShowBrokenHeader(tvb, offset, Tree())
-            summaries[#summaries + 1] = "Length above 16 MiB"
-            outOfStepSince[direction] = math.min(brokenAt or pinfo.number, pinfo.number)
-            break
-        end
-        summaries[#summaries + 1] = ShowMessage(tvb, offset, length, Tree())
-        offset = offset + kHeaderSize + length
+        summaries[#summaries + 1] = summary
+        offset = next
     end
     if subtree then
         pinfo.cols.protocol = "Brindlet"
@@ -552,6 +614,7 @@ for number, name in ipairs(kStatusBits) do
 end
 local beatExperts = {
     size = ProtoExpert.new("brindlet_hb.wrong_size", "A heartbeat has 12 bytes", kMalformed, kError),
+    cutShort = ProtoExpert.new("brindlet_hb.cut_short", "Not all of it was captured", expert.group.REASSEMBLE, kNote),
     unhealthy = ProtoExpert.new("brindlet_hb.not_healthy", "The box isn't healthy", expert.group.RESPONSE_CODE, kNote),
 }
 
@@ -591,22 +654,38 @@ local function ShowStatus(range, deviceType, tree)
 end
 
 local function ShowStrange(tvb, pinfo, tree)
-    local size = tvb:reported_length_remaining(0)
+    local size = tvb:reported_len()
     if tvb:len() > 0 then
         tree:add(beat.raw, tvb())
     end
-    if size ~= kHeartbeatSize then
-        tree:add_proto_expert_info(beatExperts.size,
-            string.format("A heartbeat has 12 bytes; this has %d, and the box ignores it", size))
-    end
+    tree:add_proto_expert_info(beatExperts.size,
+        string.format("A heartbeat has 12 bytes; this has %d, and the box ignores it", size))
     pinfo.cols.info = string.format("No heartbeat: %s", Plural(size, "byte", "bytes"))
+end
+
+-- A capture may have less of a frame than was sent.
+local function ShowCutShort(tvb, pinfo, tree)
+    local summary = "Heartbeat"
+    if tvb:len() >= 4 then
+        tree:add_le(beat.hid, tvb(0, 4))
+        summary = string.format("Heartbeat of 0x%x", tvb(0, 4):le_uint())
+    end
+    if tvb:len() >= 8 then
+        tree:add_le(beat.deviceType, tvb(4, 4))
+    end
+    tree:add_proto_expert_info(beatExperts.cutShort)
+    pinfo.cols.info = summary .. ", not whole"
 end
 
 function heartbeat.dissector(tvb, pinfo, tree)
     pinfo.cols.protocol = "Brindlet-HB"
     local subtree = tree:add(heartbeat, tvb())
-    if tvb:len() ~= kHeartbeatSize or tvb:reported_length_remaining(0) ~= kHeartbeatSize then
+    if tvb:reported_len() ~= kHeartbeatSize then
         ShowStrange(tvb, pinfo, subtree)
+        return tvb:len()
+    end
+    if tvb:len() < kHeartbeatSize then
+        ShowCutShort(tvb, pinfo, subtree)
         return tvb:len()
     end
     local hid, deviceType = tvb(0, 4):le_uint(), tvb(4, 4):le_uint()
@@ -619,9 +698,10 @@ function heartbeat.dissector(tvb, pinfo, tree)
     return tvb:len()
 end
 
-for _, port in ipairs(kKlvPorts) do
+for _, port in ipairs(kBoxPorts) do
     DissectorTable.get("tcp.port"):add(port, klv)
 end
+DissectorTable.get("tcp.port"):add(kUpdaterPort, klv)
 for _, port in ipairs(kHeartbeatPorts) do
     DissectorTable.get("udp.port"):add(port, heartbeat)
 end
