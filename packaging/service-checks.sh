@@ -3,6 +3,7 @@
 
 unit=talvo-brindlet.service
 dumps=/var/lib/sorvel/crashdumps/TalvoBrindlet
+debug_conf=/home/root/TalvoBrindlet/debug.conf
 driver=/sys/kernel/debug/t2link
 checked=0
 failed=0
@@ -62,7 +63,7 @@ has_dumps() {
 }
 
 restarts_without_fpga() {
-    await 30 has_dumps 2 && [[ $(property NRestarts) -ge 1 ]] &&
+    await 30 has_dumps 2 && [[ $(property NRestarts) -ge 1 && $(property RestartUSec) == 5s ]] &&
         journalctl -u "$unit" | grep -qF "MINIDUMP=$dumps/"
 }
 
@@ -121,35 +122,68 @@ quit_is_restarted() {
     await 30 replies hid '^Hid is set to ' && [[ $(property MainPID) != "$main" ]]
 }
 
+# And isn't put back.
+debug_conf_may_be_missing() {
+    rm "$debug_conf" && systemctl restart "$unit" && await 30 replies hid '^Hid is set to ' && [[ ! -e $debug_conf ]] &&
+        grep -F "unable to access File '$debug_conf'" /var/log/T2.log
+}
+
 stop_keeps_the_folders() {
     local before=$SECONDS
     systemctl stop "$unit" && ((SECONDS - before <= 5)) && [[ $(property Result) == success ]] &&
         has_dumps 3 && [[ -s /var/log/T2.log && -s /var/log/T2.log.1.gz ]]
 }
 
+# runs PROGRAM: whether anybody runs it.
+runs() {
+    grep -qx -- "$1" /proc/[0-9]*/comm 2>/dev/null
+}
+
+# Which the next start begins with.
+stop_keeps_the_log_in_compression() {
+    yes | head -c 30000000 >/var/log/T2.log
+    systemctl start "$unit" && await 10 runs gzip && systemctl stop "$unit" && ls -l /var/log &&
+        [[ $(gzip -dc /var/log/T2.log.1.gz | wc -c) == 30000000 ]]
+}
+
 lost_folders_come_back() {
     rm -r /home/root/TalvoBrindlet /var/lib/sorvel
     systemctl start "$unit" && await 30 replies hid '^Hid is set to ' &&
-        await 5 grep -qF "Reading File" /var/log/T2.log && is_confined
+        [[ -d /home/root/TalvoBrindlet && -d /var/lib/sorvel/etc/Extends && -d $dumps && ! -e $debug_conf ]] && is_confined
 }
 
-debug_conf_may_be_missing() {
-    rm /home/root/TalvoBrindlet/debug.conf
-    systemctl restart "$unit" && await 30 replies hid '^Hid is set to '
-}
-
-# 130 dumps, of which the newest hundred stay.
+# The first of 130 is empty, one in the middle can't be removed; of the rest the oldest and the newest stay.
 old_dumps_go() {
     local number
+    rm -f "$dumps"/*
+    mkdir "$dumps/60-.dmp"
+    for ((number = 1; number < 130; ++number)); do
+        [[ -d $dumps/$number-.dmp ]] || echo MDMP >"$dumps/$number-.dmp"
+    done
+    : >"$dumps/0-.dmp"
     for ((number = 0; number < 130; ++number)); do
         touch -d "@$((1000000000 + number))" "$dumps/$number-.dmp"
     done
-    systemctl restart "$unit" && [[ $(find "$dumps" -name '*.dmp' | wc -l) == 100 && ! -e $dumps/29-.dmp && -e $dumps/30-.dmp ]]
+    systemctl restart "$unit" && await 30 replies hid '^Hid is set to ' && ls "$dumps" &&
+        [[ $(find "$dumps" -type f | wc -l) == 100 && ! -e $dumps/0-.dmp && -e $dumps/50-.dmp &&
+            ! -e $dumps/51-.dmp && ! -e $dumps/79-.dmp && -e $dumps/80-.dmp ]]
 }
 
 nothing_was_refused() {
-    ! journalctl -u "$unit" | grep -iE 'not permitted|denied|read-only|cannot|failed to' |
-        grep -vF 'debug.conf'
+    journalctl -u "$unit" | grep -F 'starting...' >/dev/null &&
+        ! journalctl -u "$unit" | grep -iE 'not permitted|denied|read-only|cannot|failed to'
+}
+
+reinstallation_restarts_it() {
+    local main
+    main=$(property MainPID)
+    dpkg --install /product.deb && await 30 replies hid '^Hid is set to ' && [[ $(property MainPID) != "$main" ]] &&
+        [[ $main != 0 && ! -e $debug_conf ]]
+}
+
+removal_stops_it() {
+    systemctl is-active "$unit" && dpkg --remove talvo-brindlet && ! systemctl is-active "$unit" &&
+        ! runs TalvoBrindlet && [[ -d $dumps && -s /var/log/T2.log ]]
 }
 
 check 'without its FPGA it starts again and again, and each crash leaves a dump' restarts_without_fpga
@@ -160,12 +194,15 @@ check "a link's address is set" address_is_set
 check 'a full log is renamed and compressed' log_is_rotated
 check 'a crash under the sandbox leaves a dump, and it starts again' crash_leaves_a_dump
 check 'it starts again after quit' quit_is_restarted
-check 'a stop is quick, and keeps log and dumps' stop_keeps_the_folders
-check 'lost folders are made again' lost_folders_come_back
 check 'debug.conf may be missing' debug_conf_may_be_missing
-check 'old dumps go' old_dumps_go
+check 'a stop is quick, and keeps log and dumps' stop_keeps_the_folders
+check 'a stop during a compression loses no log' stop_keeps_the_log_in_compression
+check 'lost folders are made again' lost_folders_come_back
 check 'nothing was refused to it' nothing_was_refused
+check 'dumps go where there are many, and none keeps it from starting' old_dumps_go
 echo "memory: $(property MemoryCurrent) bytes, tasks: $(property TasksCurrent)"
+check 'a reinstallation restarts it, and leaves debug.conf alone' reinstallation_restarts_it
+check 'a removal stops it, and keeps log and dumps' removal_stops_it
 if ((failed > 0)); then
     journalctl -u "$unit" -n 60 --no-pager
     echo "verdict: $failed of $checked checks are not well"

@@ -2,6 +2,7 @@
 # Looks the packages over, and installs those for this machine's architecture in a Debian 12 that has nothing else.
 
 source "$(dirname -- "$(readlink -f -- "${BASH_SOURCE[0]}")")/../scripts/common.sh"
+source "$root/tests/support/guest.sh"
 
 packages=$root/build/packages
 
@@ -13,11 +14,6 @@ Prints a line for each check of the packages in build/packages/, amd64 and armhf
 root, with debootstrap, lintian and a network. Exit status: 0 when all are well, 77 when something is missing
 here, else another.
 END
-}
-
-missing() {
-    printf '%s: %s\n' "$(basename -- "$0")" "$*" >&2
-    exit 77
 }
 
 # check WHAT COMMAND...: what the command prints is shown where it fails.
@@ -58,7 +54,7 @@ install_packages() {
     within bash -c 'apt-get -q -y install --no-install-recommends /tmp/*.deb'
 }
 
-# Where nothing is installed yet; a simulation, as nothing of it could run here.
+# A simulation, as nothing of it could run here.
 foreign_dependencies() {
     mkdir -p -- "$clean/tmp/foreign/lists/partial"
     cp -- "$packages"/*_armhf.deb "$clean/tmp/foreign"
@@ -70,11 +66,20 @@ foreign_dependencies() {
 
 # The whole path from the archive to the packages' purge, in mounts of its own.
 in_clean_system() {
-    local score
     mount -t tmpfs -o size=2g tmpfs "$clean"
     check "a clean Debian 12" debootstrap --variant=minbase --cache-dir="$cache/debs" bookworm "$clean"
     mount -t proc proc "$clean/proc"
     mount --rbind /dev "$clean/dev"
+    if [[ " ${wanted[*]} " == *" armhf "* ]]; then
+        check "Debian has all that those for armhf depend on" matches '^Inst talvo-brindlet .*armhf' foreign_dependencies
+    fi
+    if [[ " ${wanted[*]} " == *" $architecture "* ]]; then
+        try_packages
+    fi
+}
+
+try_packages() {
+    local score
     check "both packages and what they depend on install" install_packages
 
     check "the service starts with the box" within systemctl --root=/ is-enabled talvo-brindlet.service
@@ -88,14 +93,19 @@ in_clean_system() {
     check "the product starts" matches '^Talvo Brindlet [0-9]' within sh -c 'TalvoBrindlet --version || test $? = 1'
     check "the virtual site plays the demo from the package" in_own_network brindlet-site --demo
     check "the package's debug.conf changes nothing" in_own_network sh -c "$quiet_start"
-    if [[ " ${wanted[*]} " == *" armhf "* ]]; then
-        check "Debian has all that those for armhf depend on" matches '^Inst talvo-brindlet .*armhf' foreign_dependencies
-    fi
-    echo '<Application/>' >"$clean/home/root/Firmware/Application.xml"
+    check "what a box has is there" within sh -c "$used_box"
     check "it goes" within apt-get -q -y purge talvo-brindlet brindlet-virtual
-    check "the box's firmware record stays" within test -e /home/root/Firmware/Application.xml
-    check "nothing else does" silent within find / -xdev -iname '*brindlet*' -not -path '/tmp/*' -not -path "$HOME/*"
+    check "the box's firmware record and HID stay" within test -e /home/root/Firmware/Application.xml \
+        -a -e /var/lib/sorvel/etc/Extends/ExtendedHID
+    check "nothing else does" silent within find / -xdev \( -iname '*brindlet*' -o -name 'T2.log*' -o -name '*.dmp' \) \
+        -not -path '/tmp/*' -not -path "$HOME/*"
 }
+
+used_box='set -e
+echo "<Application/>" >/home/root/Firmware/Application.xml
+echo 1 >/var/lib/sorvel/etc/Extends/ExtendedHID
+touch /var/log/T2.log /var/log/T2.log.1 /var/log/T2.log.5.gz /var/lib/sorvel/crashdumps/TalvoBrindlet/1-.dmp
+test -e /home/root/TalvoBrindlet/debug.conf'
 
 # The log lists the same features as on and off, with the file and without.
 # shellcheck disable=SC2016
@@ -131,17 +141,12 @@ wanted=("$@")
 if ((${#wanted[@]} == 0)); then
     wanted=(amd64 armhf)
 fi
-for tool in debootstrap lintian; do
-    command -v "$tool" >/dev/null || missing "needs $tool; as root: apt-get install --no-install-recommends $tool"
-done
+need_tools debootstrap:debootstrap lintian:lintian
 for each in "${wanted[@]}"; do
     [[ $each =~ ^(amd64|armhf)$ ]] || usage_error "unknown architecture '$each'"
     compgen -G "$packages/*_$each.deb" >/dev/null || missing "there are no packages for $each; ./package $each makes them"
     check "lintian finds no error in those for $each" lintian --allow-root --fail-on error "$packages"/*"_$each.deb"
 done
-if [[ " ${wanted[*]} " != *" $architecture "* ]]; then
-    exit
-fi
 ((EUID == 0)) || missing "only root can install in a clean system"
 unshare --mount --net true 2>/dev/null || missing "this machine lets nobody mount or make networks"
 need_folder "$cache/debs"

@@ -11,18 +11,18 @@ missing() {
 
 # need_tools TOOL:PACKAGE...: all of them are here.
 need_tools() {
-    local need packages=()
+    local need lacking=()
     for need in "$@"; do
-        command -v "${need%:*}" >/dev/null || packages+=("${need#*:}")
+        command -v "${need%:*}" >/dev/null || lacking+=("${need#*:}")
     done
-    if ((${#packages[@]} > 0)); then
-        missing "needs packages; as root: apt-get install --no-install-recommends ${packages[*]}"
+    if ((${#lacking[@]} > 0)); then
+        missing "needs packages; as root: apt-get install --no-install-recommends ${lacking[*]}"
     fi
 }
 
 # pack_guest FOLDER FILE: the folder as a machine's first file system.
 pack_guest() {
-    (cd -- "$1" && find . | cpio --quiet -o -H newc -R 0:0) >"$2"
+    (cd -- "$1" && find . -xdev | cpio --quiet -o -H newc -R 0:0) >"$2"
 }
 
 # boot LIMIT CONSOLE COMMAND...: a machine, whose console goes to a file. It has ended after LIMIT seconds, or with this
