@@ -138,7 +138,7 @@ TEST_F(Stream, PutsMessagesTogetherHoweverTheyAreSplit) {
     EXPECT_EQ(stream.BytesRead(), 0U) << "only read sets count";
 }
 
-TEST_F(Stream, TakesMessagesUpToSixteenMebibytes) {
+TEST_F(Stream, TakesMessagesUpToSixteenMebibytesAndEndsWhereAHeaderAnnouncesMore) {
     for (const std::uint32_t length :
          {KLVTCPStream::kMaxDirectLength, KLVTCPStream::kMaxDirectLength + 1, KLVTCPStream::kMaxLength}) {
         std::string value(length, '\0');
@@ -157,16 +157,14 @@ TEST_F(Stream, TakesMessagesUpToSixteenMebibytes) {
         EXPECT_TRUE(mHandler.mMessages[0] == HexOf(message)) << length;
         EXPECT_EQ(mHandler.mMessages[1], HexOf(MessageOf(kKey, "next")));
     }
-}
-
-TEST_F(Stream, EndsWhereAHeaderAnnouncesMore) {
     RawTcpClient client(mPort);
-    Accepted();
     client.Send(BytesOf("37030028 01000001"));
+    EXPECT_TRUE(mHandler.RunUntil([&] {
+        return mLog.Count(
+                   "KLVTCPStream: 127.0.0.1 announces a message of 16777217 bytes, ending the stream") == 1;
+    }));
     EXPECT_TRUE(mHandler.RunUntil([this] { return mHandler.mStreams.empty(); }));
     EXPECT_TRUE(client.AwaitEnd());
-    EXPECT_EQ(mLog.Count("KLVTCPStream: 127.0.0.1 announces a message of 16777217 bytes, ending the stream"),
-              1U);
 }
 
 TEST_F(Stream, SkipsKindsOfMessagesThatItDoesNotKnow) {
@@ -237,18 +235,10 @@ TEST_F(Stream, TakesThePathsSegmentSizeWhenTheConnectionStands) {
 }
 
 TEST(PeerKinds, FollowFromTheAddresses) {
-    struct {
-        std::uint32_t mLocal;
-        std::uint32_t mRemote;
-        std::uint8_t mFirst;
-    } const rows[] = {
-        {0x0A0000FE, 0x0A0023FF, 3},  // a router's end: the third octet, five bits of it
-        {0x0A000001, 0x0A0000FE, 0},
-        {0x0A000000, 0x0A0000FE, 255},
-    };
-    for (const auto& row : rows) {
-        EXPECT_EQ(KLVTCPStream::RackIdOf(row.mLocal, row.mRemote), row.mFirst);
-    }
+    EXPECT_EQ(KLVTCPStream::RackIdOf(0x0A0000FE, 0x0A0023FF), 3)
+        << "a router's end: the third octet, five bits of it";
+    EXPECT_EQ(KLVTCPStream::RackIdOf(0x0A000001, 0x0A0000FE), 0);
+    EXPECT_EQ(KLVTCPStream::RackIdOf(0x0A000000, 0x0A0000FE), 255);
 }
 
 TEST(SuspectLengths, AreToldWithTheHeadersBefore) {

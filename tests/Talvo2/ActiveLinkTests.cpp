@@ -12,7 +12,6 @@ constexpr unsigned kRouter = 1;
 constexpr unsigned kPassive = 5;
 
 struct Step {
-    const char* mEvent;
     std::function<ActiveLink::Outcome(ActiveLink&)> mHappens;
     int mActive;
     bool mIsSet;
@@ -20,12 +19,11 @@ struct Step {
 };
 
 Step Claim(int link, int active, bool isSet) {
-    return {"claim", [link](ActiveLink& links) { return links.OnClaim(link); }, active, isSet, isSet};
+    return {[link](ActiveLink& links) { return links.OnClaim(link); }, active, isSet, isSet};
 }
 
 Step Found(int link, unsigned type, int active) {
-    return {"found",
-            [link, type](ActiveLink& links) {
+    return {[link, type](ActiveLink& links) {
                 links.OnFound(link, type);
                 return ActiveLink::Outcome();
             },
@@ -33,20 +31,20 @@ Step Found(int link, unsigned type, int active) {
 }
 
 Step Swap(int link) {
-    return {"swap", [link](ActiveLink& links) { return links.OnSwap(link); }, link, true, false};
+    return {[link](ActiveLink& links) { return links.OnSwap(link); }, link, true, false};
 }
 
 Step Fail(int link, bool otherIsUp, int active, bool isSet) {
-    return {"fail", [=](ActiveLink& links) { return links.OnFail(link, otherIsUp); }, active, isSet, false};
+    return {[=](ActiveLink& links) { return links.OnFail(link, otherIsUp); }, active, isSet, false};
 }
 
 Step Lost(int link, bool otherIsUp, int active, bool isSet) {
-    return {"lost", [=](ActiveLink& links) { return links.OnLost(link, otherIsUp); }, active, isSet,
+    return {[=](ActiveLink& links) { return links.OnLost(link, otherIsUp); }, active, isSet,
             isSet && active != kNoLink};
 }
 
 Step Stream(int link, int active, bool isSet) {
-    return {"stream", [link](ActiveLink& links) { return links.OnStream(link); }, active, isSet, isSet};
+    return {[link](ActiveLink& links) { return links.OnStream(link); }, active, isSet, isSet};
 }
 
 }  // namespace
@@ -85,8 +83,7 @@ TEST(ActiveLinkDecision, FollowsWhatHappensOnTheLinks) {
         for (std::size_t step = 0; step < row.mSteps.size(); ++step) {
             const Step& expected = row.mSteps[step];
             const ActiveLink::Outcome outcome = expected.mHappens(links);
-            const std::string place =
-                std::string(row.mName) + ", step " + std::to_string(step) + ", " + expected.mEvent;
+            const std::string place = std::string(row.mName) + ", step " + std::to_string(step);
             EXPECT_EQ(links.Get(), expected.mActive) << place;
             EXPECT_EQ(outcome.mIsSet, expected.mIsSet) << place;
             EXPECT_EQ(outcome.mIsAnnounced, expected.mIsAnnounced) << place;

@@ -41,6 +41,15 @@ class Comms : public testing::Test {
         return std::make_unique<RawTcpClient>(port, from);
     }
 
+    /// As if it had come on the stream.
+    template <class Command>
+    void Dispatch(const Command& command, unsigned char port = 0, StreamType type = StreamType::Local) {
+        IOStream stream;
+        command.Write(stream);
+        KLVCommandReadSet set(stream);
+        mProcessor.Dispatch(set, port, type);
+    }
+
     bool AwaitChanges(std::size_t count) {
         return RunUntil(mIo, [this, count] { return mChanges.size() >= count; });
     }
@@ -75,15 +84,9 @@ TEST_F(Comms, PutsStreamsInTheirPlacesAndSendsOnThem) {
     command.mHid = 0x1F2A;
     command.mPort = 1;
     EXPECT_TRUE(mComms->SendCmdToPort(command, 1));
-    EXPECT_EQ(HexOf(local->Receive(14)),
-              "27030028"
-              "06000000"
-              "2a1f0000"
-              "0100");
+    EXPECT_EQ(local->Receive(14), BytesOf("27030028 06000000 2a1f0000 0100"));
     EXPECT_TRUE(mComms->SendCmdToMaster(IoSyncFail()));
-    EXPECT_EQ(HexOf(master->Receive(8)),
-              "7c030028"
-              "00000000");
+    EXPECT_EQ(master->Receive(8), BytesOf("7c030028 00000000"));
     EXPECT_FALSE(mComms->SendCmdToPort(command, 0));
     EXPECT_FALSE(mComms->SendCmdToPort(command, 2));
     EXPECT_EQ(mLog.Count("KLV stream NOT present at Port 0, send request ignored\r\n"), 1U);
@@ -115,13 +118,17 @@ TEST_F(Comms, EndsAStreamOnRequestAndReportsOneThatIsNotThere) {
     EXPECT_EQ(mLog.Count("Port < mStreams.size()"), 1U);
 }
 
-TEST_F(Comms, KeepsSimulatedBoxesApart) {
-    const auto box = Dial(mComms->IoPort(), "127.0.0.1");
-    ASSERT_TRUE(RunUntil(mIo, [this] { return mLog.Count("Adding simulated box KLV stream\n") == 1; }));
-    box->Send(SwapOf(1));
+TEST_F(Comms, KeepsSimulatedBoxesApartAndNoMoreThanSome) {
+    std::vector<std::unique_ptr<RawTcpClient>> boxes;
+    boxes.push_back(Dial(mComms->IoPort(), "127.0.0.1"));
+    boxes.front()->Send(SwapOf(1));
     ASSERT_TRUE(RunUntil(mIo, [this] {
         return mLog.Count("Stream 127.0.0.1 unknown to TalvoKLVComms, skipping command dispatch\n") == 1;
     }));
+    while (boxes.size() <= TalvoKLVComms::kMaxOutside) {
+        boxes.push_back(Dial(mComms->IoPort(), "127.0.0.1"));
+    }
+    EXPECT_TRUE(boxes.front()->AwaitEnd());
     EXPECT_THAT(mChanges, ElementsAre());
 }
 
@@ -136,22 +143,13 @@ TEST_F(Comms, ForgetsAStreamWhateverItsPortsAre) {
     EXPECT_FALSE(mComms->SendCmdToPort(IoSyncFail(), 1));
 }
 
-TEST_F(Comms, KeepsNoMoreThanSomeStreamsWithoutAPlace) {
-    std::vector<std::unique_ptr<RawTcpClient>> boxes;
-    for (std::size_t i = 0; i <= TalvoKLVComms::kMaxOutside; ++i) {
-        boxes.push_back(Dial(mComms->IoPort(), "127.0.0.1"));
-    }
-    EXPECT_TRUE(boxes.front()->AwaitEnd());
-}
-
 TEST_F(Comms, DeliversAFloodInOrderAndHoldsItsSourceBack) {
     constexpr std::uint32_t kCommands = 25000;
     std::vector<std::uint32_t> heard;
-    std::vector<int> ports;
     mProcessor.Register<IoSyncSwap>(IoSyncSwap::kId,
                                     [&](const auto& command, unsigned char port, StreamType type) {
+                                        EXPECT_TRUE(port == 1 && type == StreamType::Local);
                                         heard.push_back(command->mHid);
-                                        ports = {port, static_cast<int>(type)};
                                     });
     const auto router = Dial(mComms->IoPort());
     ASSERT_TRUE(AwaitChanges(1));
@@ -165,7 +163,6 @@ TEST_F(Comms, DeliversAFloodInOrderAndHoldsItsSourceBack) {
     for (std::uint32_t hid = 0; hid < kCommands; ++hid) {
         ASSERT_EQ(heard[hid], hid);
     }
-    EXPECT_THAT(ports, ElementsAre(1, 0));
 }
 
 TEST(CommandBacklogs, PauseReadingAtTheirBoundsUntilHalfIsWorkedOff) {
@@ -209,6 +206,40 @@ TEST_F(Comms, DialsWhereItIsTold) {
     mComms->Connect(INADDR_LOOPBACK);
     ASSERT_TRUE(RunUntil(mIo, [this] { return mLog.Count("Adding simulated box KLV stream\n") == 2; }))
         << "both ends";
-    EXPECT_EQ(mLog.Count("Connecting to 127.0.0.1\n"), 1U);
-    EXPECT_EQ(mLog.Count("TalvoKLVStream::OnConnect: 127.0.0.1\n"), 1U);
+}
+
+TEST_F(Comms, DeliversInOrderOnTheEventLoopWhatIsSubscribedTo) {
+    IoSyncSwap swap;
+    mLog.Enable(Feature::CmdDebug);
+    Dispatch(swap);
+    EXPECT_EQ(mLog.Lines().back(), "Nothing registered for IO_SYNC_SWAP, skipping to end of data\n");
+    std::vector<std::string> heard;
+    mProcessor.Register<IoSyncSwap>(
+        IoSyncSwap::kId, [&](const auto& command, unsigned char port, StreamType type) {
+            heard.push_back(std::to_string(command->mHid) + " " + std::to_string(port) + " " +
+                            std::to_string(static_cast<int>(type)));
+        });
+    mProcessor.Register<IoSyncFail>(
+        IoSyncFail::kId, [&](const auto&, unsigned char, StreamType) { heard.emplace_back("fail"); });
+    swap.mHid = 7;
+    Dispatch(swap, 1, StreamType::Master);
+    Dispatch(IoSyncFail());
+    swap.mHid = 8;
+    Dispatch(swap);
+    EXPECT_THAT(heard, ElementsAre()) << "not before the event loop runs";
+    mIo.poll();
+    EXPECT_THAT(heard, ElementsAre("7 1 1", "fail", "8 0 0"));
+}
+
+TEST_F(Comms, RefusesASecondClassForACommand) {
+    int heard = 0;
+    const auto count = [&heard](const auto&, unsigned char, StreamType) {
+        ++heard;
+    };
+    mProcessor.Register<IoInfoReq>(IoInfoReq::kId, count);
+    EXPECT_FALSE(mProcessor.Register<IoSyncFail>(IoInfoReq::kId, count).connected());
+    EXPECT_EQ(mLog.Count("Failed to get signal for Command 10IoSyncFail: "), 1U);
+    Dispatch(IoInfoReq());
+    mIo.poll();
+    EXPECT_EQ(heard, 1);
 }

@@ -1,9 +1,7 @@
-#include <arpa/inet.h>
 #include <gmock/gmock.h>
 #include <poll.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
+#include <boost/asio/ip/udp.hpp>
 #include <chrono>
 #include <sstream>
 
@@ -27,48 +25,34 @@ constexpr std::uint32_t kLoopbackHid = 0x3F800;
 /// The far end of a link, on an address of this machine.
 class FarEnd {
   public:
-    FarEnd(const char* local, std::uint16_t port)
-        : mDescriptor(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
-        const sockaddr_in address = AddressOf(local, port);
-        EXPECT_EQ(bind(mDescriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
-    }
-    ~FarEnd() { close(mDescriptor); }
-    FarEnd(const FarEnd&) = delete;
-    FarEnd& operator=(const FarEnd&) = delete;
+    explicit FarEnd(const char* local) : mSocket(mIo, EndpointOf(local, 0)) {}
 
-    std::uint16_t Port() const {
-        sockaddr_in address{};
-        socklen_t size = sizeof address;
-        getsockname(mDescriptor, reinterpret_cast<sockaddr*>(&address), &size);
-        return ntohs(address.sin_port);
-    }
+    std::uint16_t Port() const { return mSocket.local_endpoint().port(); }
 
-    void Send(const char* to, std::uint16_t port, const std::string& bytes) const {
-        const sockaddr_in address = AddressOf(to, port);
-        sendto(mDescriptor, bytes.data(), bytes.size(), 0, reinterpret_cast<const sockaddr*>(&address),
-               sizeof address);
+    void Send(const char* to, std::uint16_t port, const std::string& bytes) {
+        mSocket.send_to(boost::asio::buffer(bytes), EndpointOf(to, port));
     }
 
     /// A datagram that comes within `wait`, in hexadecimal; "" for none.
-    std::string Receive(std::chrono::milliseconds wait) const {
-        pollfd waiting{mDescriptor, POLLIN, 0};
-        char bytes[100];
+    std::string Receive(std::chrono::milliseconds wait) {
+        pollfd waiting{mSocket.native_handle(), POLLIN, 0};
         if (poll(&waiting, 1, static_cast<int>(wait.count())) <= 0) {
             return {};
         }
-        return HexOf(std::string(bytes, static_cast<std::size_t>(recv(mDescriptor, bytes, sizeof bytes, 0))));
+        std::string bytes(100, '\0');
+        bytes.resize(mSocket.receive(boost::asio::buffer(bytes)));
+        return HexOf(bytes);
     }
 
   private:
-    static sockaddr_in AddressOf(const char* dotted, std::uint16_t port) {
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_port = htons(port);
-        inet_pton(AF_INET, dotted, &address.sin_addr);
-        return address;
+    using Udp = boost::asio::ip::udp;
+
+    static Udp::endpoint EndpointOf(const char* address, std::uint16_t port) {
+        return {boost::asio::ip::make_address(address), port};
     }
 
-    int mDescriptor;
+    boost::asio::io_service mIo;
+    Udp::socket mSocket;
 };
 
 class LinkManager : public testing::Test {
@@ -76,7 +60,7 @@ class LinkManager : public testing::Test {
     void SetUp() override {
         mPorts.mInterfaces = {"brtest0", "brtest1"};
         mPorts.mSettling = 0ms;
-        mPorts.mHeartbeatsIn = FarEnd("127.0.9.1", 0).Port();
+        mPorts.mHeartbeatsIn = FarEnd("127.0.9.1").Port();
         mPorts.mHeartbeatsOut = mFarEnd.Port();
         mManager = std::make_unique<TalvoRouterLinkManager>(
             mIo, [] { return 0x11223344UL; }, [] { return 0x1F2AUL; }, 2, mPorts);
@@ -97,7 +81,7 @@ class LinkManager : public testing::Test {
         return mNetlink.Send(NetlinkSender::Report(values));
     }
 
-    void Beat(const char* bytes) const { mFarEnd.Send("127.0.9.1", mPorts.mHeartbeatsIn, BytesOf(bytes)); }
+    void Beat(const char* bytes) { mFarEnd.Send("127.0.9.1", mPorts.mHeartbeatsIn, BytesOf(bytes)); }
 
     /// Sends heartbeats, all the time, until `done` holds.
     template <class Predicate>
@@ -115,7 +99,7 @@ class LinkManager : public testing::Test {
     CapturedLog mLog;
     boost::asio::io_service mIo;
     RouterPorts mPorts;
-    FarEnd mFarEnd{"127.0.9.254", 0};
+    FarEnd mFarEnd{"127.0.9.254"};
     NetlinkSender mNetlink;
     std::vector<std::string> mChanges;
     std::unique_ptr<TalvoRouterLinkManager> mManager;
@@ -126,23 +110,14 @@ constexpr const char* kBeat = "67450000 01000000 00000000";
 }  // namespace
 
 TEST(AddressPlan, GivesBothEndsOfALinkTheirAddresses) {
-    const struct {
-        unsigned mLink;
-        std::uint32_t mHid;
-        std::uint32_t mPort;
-        std::uint32_t mLocal;
-        std::uint32_t mRemote;
-    } rows[] = {
-        {0, 0x5000, 2, 0x0A000201, 0x0A0002FE},
-        {1, 0x5000, 2, 0x0A002202, 0x0A0022FE},
-        {1, 1, 2, 0x2202, 0x22FE},
-        {0, 0xFFFFFFFE, 0xFFFFFF, 0xFFFFFF01, 0xFFFFFFFE},
+    const auto plan = [](unsigned link, std::uint32_t hid, std::uint32_t port) {
+        const LinkAddresses addresses = PlanAddresses(link, hid, port);
+        return std::make_pair(addresses.mLocal, addresses.mRemote);
     };
-    for (const auto& row : rows) {
-        const LinkAddresses plan = PlanAddresses(row.mLink, row.mHid, row.mPort);
-        EXPECT_EQ(plan.mLocal, row.mLocal);
-        EXPECT_EQ(plan.mRemote, row.mRemote);
-    }
+    EXPECT_EQ(plan(0, 0x5000, 2), std::make_pair(0x0A000201U, 0x0A0002FEU));
+    EXPECT_EQ(plan(1, 0x5000, 2), std::make_pair(0x0A002202U, 0x0A0022FEU));
+    EXPECT_EQ(plan(1, 1, 2), std::make_pair(0x2202U, 0x22FEU));
+    EXPECT_EQ(plan(0, 0xFFFFFFFE, 0xFFFFFF), std::make_pair(0xFFFFFF01U, 0xFFFFFFFEU));
 }
 
 TEST(RemoteDevices, AreReportedByTheirTypeAndLostOnce) {
@@ -168,10 +143,7 @@ TEST_F(LinkManager, SpeaksOnlyWhenSpokenToAndLosesASilentRouterOnce) {
 
     ASSERT_TRUE(BeatUntil(kBeat, [this] { return !mChanges.empty(); }));
     EXPECT_TRUE(mManager->IsHeartbeatSeen(0));
-    EXPECT_EQ(mFarEnd.Receive(2s),
-              "2a1f0000"
-              "02000000"
-              "44332211");
+    EXPECT_EQ(BytesOf(mFarEnd.Receive(2s)), BytesOf("2a1f0000 02000000 44332211"));
     mManager->SetPaused(true);
     ASSERT_TRUE(BeatUntil(kBeat, [this] { return mLog.Count("Heartbeat is paused.\n") > 0; }));
 

@@ -21,12 +21,6 @@ class Controller : public testing::Test {
   protected:
     using BrindletManager = TalvoBrindlet::BrindletManager;
 
-    static sim::BoardSettings Settings() {
-        sim::BoardSettings settings;
-        settings.mDip = 0x2A;
-        return settings;
-    }
-
     ~Controller() override { EXPECT_THAT(mBoard.Violations(), testing::IsEmpty()); }
 
     /// Without routers: as far as the controller is before it takes their side.
@@ -49,24 +43,24 @@ class Controller : public testing::Test {
         ASSERT_TRUE(RunUntil(mIo, [this] { return mBoard.Activity().mBusyWith.empty(); }));
     }
 
-    /// The link or ADC sample of each DAC slot at X2 and the rate, -1 where silent.
-    std::vector<int> DacSlots(const std::string& source, SampleRates::SystemSampleRates rate) {
+    /// The source's sample for each of the sink's at X2 and the rate, -1 where silent, to the last that
+    /// isn't.
+    std::vector<int> RouteOf(const char* source, const char* sink, SampleRates::SystemSampleRates rate) {
         const auto endpoint = mManager->DmaManager()->Find(source);
         endpoint->SetSampleRate(audio::FrequencyScaler::X2, rate);
-        return Samples(endpoint->CurrentRoute(*mManager->DmaManager()->Find("dacins")));
-    }
-
-    static std::vector<int> Samples(const audio::AudioDmaEndpoint::Route& route) {
         std::vector<int> samples;
-        for (const std::uint16_t word : route) {
+        for (const std::uint16_t word : endpoint->CurrentRoute(*mManager->DmaManager()->Find(sink))) {
             samples.push_back(word == 0 ? -1 : static_cast<int>(audio::SampleOf(word)));
+        }
+        while (!samples.empty() && samples.back() == -1) {
+            samples.pop_back();
         }
         return samples;
     }
 
     ScopedFolder mFolder;
     CapturedLog mLog;
-    sim::Board mBoard{Settings()};
+    sim::Board mBoard{sim::BoardSettings{}};
     boost::asio::io_service mIo;
     std::shared_ptr<BrindletManager> mManager;
     std::shared_ptr<TalvoRouterComms> mComms;

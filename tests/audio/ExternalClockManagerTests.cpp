@@ -16,7 +16,6 @@ namespace {
 
 constexpr std::uint32_t kGood = 1152000;
 constexpr std::uint32_t kBad = 1000;
-constexpr const char* kNoLock = "No servo loop lock after a number of attempts\r\n";
 
 /// Clock 1 at priority 0 and clock 2 at priority 1, both enabled.
 class ClockManager : public testing::Test {
@@ -84,22 +83,15 @@ class ClockManager : public testing::Test {
 
 TEST_F(ClockManager, AcceptsMeasurementsUpToBothEndsOfTheRange) {
     EXPECT_EQ(mLog.Count("SetExternalPllSource"), 0U) << "untouched before a measurement";
-    const struct {
-        std::uint32_t mCounts;
-        bool mAccepted;
-    } rows[] = {{1128999, false}, {1129000, true}, {1175001, false},
-                {1175000, true},  {0, false},      {0xFFFFFF, false}};
-    mLog.Enable(Feature::SyncSelectorDebug);
-    for (const auto& row : rows) {
-        Measure(5, row.mCounts);
-        EXPECT_EQ(mManager.GetClock(5).mAccepted, row.mAccepted) << row.mCounts;
-        EXPECT_EQ(mManager.GetClock(5).mMeasurement, row.mCounts);
+    const std::pair<std::uint32_t, bool> rows[] = {{1128999, false}, {1129000, true}, {1175001, false},
+                                                   {1175000, true},  {0, false},      {0xFFFFFF, false}};
+    for (const auto& [counts, isAccepted] : rows) {
+        Measure(5, counts);
+        EXPECT_EQ(mManager.GetClock(5).mAccepted, isAccepted) << counts;
+        EXPECT_EQ(mManager.GetClock(5).mMeasurement, counts);
     }
-    EXPECT_EQ(mLog.Count("NotifyMeasurementAvailable Id 5 value 1128999 range 1129000:1175000\r\n"), 1U);
-    EXPECT_EQ(mLog.Count("Clock 5 inside accept measurements \r\n"), 2U);
     Measure(8, kGood);
     EXPECT_EQ(Selected(), "0 locking");
-    EXPECT_EQ(mLog.Lines().back(), "NotifyMeasurementAvailable: no clock has the Id 8\r\n");
 }
 
 TEST_F(ClockManager, OrdersByPriorityThenIdWithTheInternalClockLast) {
@@ -135,7 +127,6 @@ TEST_F(ClockManager, LocksWithinThreeMeasurements) {
     Measure(2, kBad);
     EXPECT_EQ(Selected(), "0 locking");
     EXPECT_EQ(mManager.GetClock(2).mState, ExternalClockManager::State::Idle);
-    EXPECT_EQ(mLog.Count(kNoLock), 0U);
 }
 
 TEST_F(ClockManager, GivesASourceUpAfterThreeMeasurementsWithoutLock) {
@@ -146,13 +137,11 @@ TEST_F(ClockManager, GivesASourceUpAfterThreeMeasurementsWithoutLock) {
     Measure(1, kGood);
     EXPECT_EQ(Selected(), "1 locking");
     Measure(1, kGood);
-    EXPECT_EQ(mLog.Count(kNoLock), 1U);
     EXPECT_EQ(Selected(), "2 locking");
     for (int i = 0; i < 3; ++i) {
         Measure(2, kGood);
     }
     EXPECT_EQ(Selected(), "0 locking");
-    EXPECT_EQ(mLog.Count(kNoLock), 2U);
     EXPECT_THAT(mLocked, ElementsAre());
     EXPECT_EQ(SelectedAfter([&] { Measure(2, kGood); }), "2 locking") << "and tries it again";
 }

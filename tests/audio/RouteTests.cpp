@@ -8,14 +8,8 @@ using audio::AudioDmaEndpoint;
 using audio::FrequencyScaler;
 using testing::ElementsAre;
 
-namespace {
-
-using Words = std::vector<std::uint16_t>;
-
-}  // namespace
-
 TEST(RouteText, ReadsEachForm) {
-    const std::pair<const char*, Words> rows[] = {
+    const std::pair<const char*, std::vector<std::uint16_t>> rows[] = {
         {"5", {5}},           {"0-3", {0, 1, 2, 3}},          {"3-0", {3, 2, 1, 0}},
         {"4-4", {4}},         {"0-6:2", {0, 2, 4, 6}},        {"6-0:2", {6, 4, 2, 0}},
         {"0-5:2", {0, 2, 4}}, {"5-0:2", {5, 3, 1}},           {"0-1:65535", {0}},
@@ -26,6 +20,9 @@ TEST(RouteText, ReadsEachForm) {
         EXPECT_EQ(route.mWords, words) << text;
         EXPECT_TRUE(route.IsGood()) << text << " left " << route.mRest;
     }
+    EXPECT_THAT(audio::RouteText::Parse("5,!1,511", 3).mWords, ElementsAre(1541, 0, 2047));
+    EXPECT_THAT(audio::RouteText::Parse("512", 2).mWords, ElementsAre(512 | 2 << 9))
+        << "into the address bits";
 }
 
 TEST(RouteText, StopsWhereItCanReadNoFurther) {
@@ -38,12 +35,6 @@ TEST(RouteText, StopsWhereItCanReadNoFurther) {
         EXPECT_FALSE(route.IsGood()) << row;
         EXPECT_EQ(route.mRest, rest) << row;
     }
-}
-
-TEST(RouteText, CarriesTheSourcesAddress) {
-    EXPECT_THAT(audio::RouteText::Parse("5,!1,511", 3).mWords, ElementsAre(1541, 0, 2047));
-    EXPECT_THAT(audio::RouteText::Parse("512", 2).mWords, ElementsAre(512 | 2 << 9))
-        << "into the address bits";
 }
 
 TEST(AudioDmaEndpoint, FitsARouteToTheSinkAndKeepsItOnABadText) {

@@ -2,14 +2,16 @@
 
 #include <gmock/gmock.h>
 
-#include <array>
 #include <atomic>
 #include <cstdlib>
 #include <ctime>
 #include <future>
 #include <set>
-#include <string>
 #include <thread>
+
+#include "DebugConfigure.h"
+#include "RootedPath.h"
+#include "ScopedFolder.h"
 
 using testing::MatchesRegex;
 
@@ -37,6 +39,19 @@ class AuditInstance : public testing::Test {
         }
         return found;
     }
+};
+
+class DebugConfiguration : public AuditInstance {
+  protected:
+    std::string ReportOf(const std::string& text) {
+        WriteFile(mFolder / "debug.conf", text);
+        return Report();
+    }
+    std::string Report() {
+        return Printed([this] { DebugConfigure::ReadFile(RootedPath(mFolder.Path(), "/debug.conf")); });
+    }
+
+    ScopedFolder mFolder;
 };
 
 const std::set<unsigned> kDefaults{0, 1, 2, 3, 46, 66, 68};
@@ -86,11 +101,11 @@ TEST_F(AuditInstance, SwitchesFeaturesAndGoesBackToTheDefaultsOrASnapshot) {
 TEST_F(AuditInstance, IsMadeOnceHoweverManyThreadsAskFirst) {
     for (int round = 0; round < 50; ++round) {
         Audit::DestroyInstance();
-        std::atomic<std::size_t> ready{0};
-        std::array<std::future<Audit*>, 4> threads;
+        std::atomic<int> ready{0};
+        std::future<Audit*> threads[4];
         for (auto& thread : threads) {
-            thread = std::async(std::launch::async, [&ready, all = threads.size()] {
-                for (++ready; ready < all;) {
+            thread = std::async(std::launch::async, [&ready] {
+                for (++ready; ready < 4;) {
                     std::this_thread::yield();
                 }
                 return &Audit::Instance();
@@ -129,4 +144,42 @@ TEST_F(AuditInstance, StampsTheTimeInUtcWithTheDayFirst) {
     EXPECT_TRUE(printed == stamp(before) + " line\n" || printed == stamp(after) + " line\n") << printed;
     unsetenv("TZ");
     tzset();
+}
+
+TEST_F(DebugConfiguration, ReportsWhatEachWordDoes) {
+    const struct {
+        const char* mText;
+        std::string mReport;  ///< behind the line that names the file
+    } rows[] = {
+        {"on CommsDebug 122\tTalvoIoBox\n",
+         "Debug Feature CommsDebug (60) is On\r\nDebug Feature IODiscovery (122) is On\r\n"
+         "Debug Feature TalvoIoBox (178) is On\r\n"},
+        {"on\nFault\n", "Debug Feature Fault (2) is Off\r\n"},
+        {" \ton off\t\t2 on  3", "Debug Feature Fault (2) is Off\r\nDebug Feature Information (3) is On\r\n"},
+        {"\n  \t\n\t \n", ""},
+        {"on 12x 99999999999\n", "Debug: What does :12x mean?\r\nDebug: What does :99999999999 mean?\r\n"},
+        {"on 207", "DebugId 207 MaxDebugLevels 207 Assert 0\r\nFeature 207 is unknown \r\n"},
+        {"%n%s -5",
+         "DebugId -1 MaxDebugLevels 207 Assert 0\r\nFeature %n%s is unknown \r\n"
+         "DebugId -1 MaxDebugLevels 207 Assert 0\r\nFeature -5 is unknown \r\n"},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(ReportOf(row.mText), "DebugConfig : Reading File '/debug.conf' ...\n" + row.mReport);
+    }
+    EXPECT_TRUE(Audit::Instance().IsEnabled(Feature::CommsDebug));
+    EXPECT_FALSE(Audit::Instance().IsEnabled(Feature::Fault));
+}
+
+TEST_F(DebugConfiguration, ReadsNeitherAMissingFileNorAFolderNorAHugeOne) {
+    EXPECT_EQ(Report(), "DebugConfig : unable to access File '/debug.conf'.\n");
+    boost::filesystem::create_directory(mFolder / "debug.conf");
+    EXPECT_EQ(Report(), "DebugConfig : unable to access File '/debug.conf'.\n");
+    boost::filesystem::remove(mFolder / "debug.conf");
+
+    const std::string largest = "Fault" + std::string(DebugConfigure::kMaxFileBytes - 5, ' ');
+    EXPECT_EQ(ReportOf(largest + " "),
+              "DebugConfig : File '/debug.conf' is larger than 65536 bytes and is not read.\n");
+    EXPECT_TRUE(Audit::Instance().IsEnabled(Feature::Fault));
+    ReportOf(largest);
+    EXPECT_FALSE(Audit::Instance().IsEnabled(Feature::Fault));
 }

@@ -2,11 +2,8 @@
 
 #include <boost/asio/post.hpp>
 #include <future>
-#include <memory>
 #include <regex>
 #include <sstream>
-#include <string>
-#include <vector>
 
 #include "Audit.h"
 #include "RemoteAuditor.h"

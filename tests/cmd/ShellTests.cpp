@@ -2,9 +2,6 @@
 
 #include <chrono>
 #include <stdexcept>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include "ClientConnection.h"
 #include "NoDescriptors.h"
@@ -48,7 +45,7 @@ TEST_F(Shell, GreetsWithNameAndTimeAndRepliesToWhatIsTyped) {
     }
 }
 
-TEST_F(Shell, AnswersManyLinesAtOnceInOrderAlsoToAClientThatEndsSending) {
+TEST_F(Shell, AnswersManyLinesAtOnceInOrderAlsoToAClientThatEndsSendingAndEndsOneWhoseLineIsTooLong) {
     StartShell();
     GreetedClient client(mPort);
     std::string typed;
@@ -60,25 +57,12 @@ TEST_F(Shell, AnswersManyLinesAtOnceInOrderAlsoToAClientThatEndsSending) {
     client.Send(typed + "num 5");  // the last line has no end, and so is none
     client.EndSending();
     EXPECT_EQ(client.ReadToEnd(), replies);
-}
 
-TEST_F(Shell, TakesALineOf64KiBAndEndsTheConnectionOnALongerOne) {
-    StartShell();
-    GreetedClient client(mPort);
+    GreetedClient wordy(mPort);
     const std::string longest(cmd::ClientConnection::kMaxLine, 'x');
-    EXPECT_EQ(client.Ask(longest), "unrecognised command '" + longest + "'");
-    client.Send(longest + "x");
-    EXPECT_EQ(client.ReadToEnd(), "");
-}
-
-TEST_F(Shell, OutlivesClientsThatResetTheConnection) {
-    StartShell();
-    for (const char* const typed : {"", "num 1", "num 1\nnum 2\nhelp\nhelp\n"}) {
-        LineClient client(mPort);
-        client.Send(typed);
-        client.Reset();
-    }
-    EXPECT_EQ(GreetedClient(mPort).Ask("num 3"), "3");
+    EXPECT_EQ(wordy.Ask(longest), "unrecognised command '" + longest + "'");
+    wordy.Send(longest + "x");
+    EXPECT_EQ(wordy.ReadToEnd(), "");
 }
 
 TEST_F(Shell, WaitsForDescriptorsWithoutSpinningAndThenAccepts) {

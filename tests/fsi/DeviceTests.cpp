@@ -1,6 +1,5 @@
 #include <gmock/gmock.h>
 
-#include <functional>
 #include <optional>
 
 #include "AdcControlFsi_KX4093.h"
@@ -35,48 +34,34 @@ TEST_F(Devices, WriteTheirWordsInOrder) {
     DacControlFsi_KX4093 dac(mBoard);
     audio::ExternalReferenceFsi reference(mBoard);
     mBoard.SetDip(0x2A);
-    const struct {
-        const char* mName;
-        std::function<void()> mAct;
-        std::vector<std::string> mWrites;
-    } rows[] = {
-        {"ADC gain", [&] { adc.SetGain(7, 0xABCD); }, {"0007 W 0x24 0x00090074", "0007 W 0x20 0x0000abcd"}},
-        {"ADC channel that is not there",
-         [&] {
-             adc.SetGain(8, 1);
-             adc.SetPhantomPower(8, true);
-         },
-         {}},
-        {"phantom on",
-         [&] { adc.SetPhantomPower(3, true); },
-         {"0007 W 0x24 0x00090038", "0007 W 0x20 0x00000002"}},
-        {"phantom off",
-         [&] { adc.SetPhantomPower(3, false); },
-         {"0007 W 0x24 0x0009003c", "0007 W 0x20 0x00000002"}},
-        {"ADC runs", [&] { adc.DisableReset(); }, {"0007 W 0x24 0x00090008", "0007 W 0x20 0x00000008"}},
-        {"ADC in reset", [&] { adc.EnableReset(); }, {"0007 W 0x24 0x0009000c", "0007 W 0x20 0x00000008"}},
-        {"ADC at 88.2 kHz",
-         [&] { adc.SetSampleRate(Scaler::X2, SampleRates::SR88_2k); },
-         {"0007 W 0x24 0x00090000", "0007 W 0x20 0x00000001"}},
-        {"ADC at 48 kHz",
-         [&] { adc.SetSampleRate(Scaler::X2, SampleRates::SR48k); },
-         {"0007 W 0x24 0x00090000", "0007 W 0x20 0x00000000"}},
-        {"ADC at no rate",
-         [&] { adc.SetSampleRate(Scaler::X2, static_cast<SampleRates::SystemSampleRates>(4)); },
-         {}},
-        {"DAC gain", [&] { dac.SetGain(0x12345); }, {"0008 W 0x24 0x000a0004", "0008 W 0x20 0x00002345"}},
-        {"DAC in reset", [&] { dac.EnableReset(); }, {"0008 W 0x24 0x000a0008", "0008 W 0x20 0x00000002"}},
-        {"DAC runs", [&] { dac.DisableReset(); }, {"0008 W 0x24 0x000a000c", "0008 W 0x20 0x00000002"}},
-        {"PLL source as it was",
-         [&] { reference.SetExternalPllSource(0); },
-         {"0004 W 0x24 0x00030018", "0004 W 0x20 0x00000000"}},
-        {"switches behind the clearing of their changes",
-         [&] { EXPECT_EQ(GpioFsi(mBoard).ReadDipSwitches(), 0x2A); },
-         {"0009 W 0x24 0x0008000c", "0009 W 0x20 0xffffffff", "0009 W 0x24 0x00080000"}},
-    };
-    for (const auto& row : rows) {
-        EXPECT_EQ(WritesOf(mBoard, row.mAct), row.mWrites) << row.mName;
-    }
+    const auto writes = WritesOf(mBoard, [&] {
+        adc.SetGain(7, 0xABCD);
+        adc.SetGain(8, 1);  // no such channel
+        adc.SetPhantomPower(8, true);
+        adc.SetPhantomPower(3, true);
+        adc.SetPhantomPower(3, false);
+        adc.DisableReset();
+        adc.EnableReset();
+        for (const unsigned rate : {3U, 0U, 4U}) {  // 88.2 kHz, 48 kHz and none
+            adc.SetSampleRate(Scaler::X2, static_cast<SampleRates::SystemSampleRates>(rate));
+        }
+        dac.SetGain(0x12345);
+        dac.EnableReset();
+        dac.DisableReset();
+        reference.SetExternalPllSource(0);
+        EXPECT_EQ(GpioFsi(mBoard).ReadDipSwitches(), 0x2A);
+    });
+    const std::vector<std::string> expected = {
+        "0007 W 0x24 0x00090074", "0007 W 0x20 0x0000abcd", "0007 W 0x24 0x00090038",
+        "0007 W 0x20 0x00000002", "0007 W 0x24 0x0009003c", "0007 W 0x20 0x00000002",
+        "0007 W 0x24 0x00090008", "0007 W 0x20 0x00000008", "0007 W 0x24 0x0009000c",
+        "0007 W 0x20 0x00000008", "0007 W 0x24 0x00090000", "0007 W 0x20 0x00000001",
+        "0007 W 0x24 0x00090000", "0007 W 0x20 0x00000000", "0008 W 0x24 0x000a0004",
+        "0008 W 0x20 0x00002345", "0008 W 0x24 0x000a0008", "0008 W 0x20 0x00000002",
+        "0008 W 0x24 0x000a000c", "0008 W 0x20 0x00000002", "0004 W 0x24 0x00030018",
+        "0004 W 0x20 0x00000000", "0009 W 0x24 0x0008000c", "0009 W 0x20 0xffffffff",
+        "0009 W 0x24 0x00080000"};
+    EXPECT_EQ(writes, expected);
     EXPECT_TRUE(adc.IsInReset() && !dac.IsInReset());
     EXPECT_EQ(mLog.Count("ADC ID out of range\n"), 2U);
     EXPECT_EQ(mLog.Count("SetExternalPllSource 0\r\n"), 1U);

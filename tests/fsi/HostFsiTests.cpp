@@ -4,7 +4,6 @@
 
 #include <bitset>
 #include <future>
-#include <vector>
 
 #include "Board.h"
 #include "MapObject.h"

@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 
-#include <array>
 #include <boost/filesystem.hpp>
 #include <cstring>
 #include <system_error>
@@ -37,7 +36,7 @@ class UioTree : public testing::Test {
         return word;
     }
 
-    std::unique_ptr<fsi::IRegisterWindow> Open(const std::string& identity, unsigned instance = 0) {
+    std::unique_ptr<fsi::IRegisterWindow> Open(const std::string& identity, unsigned instance) {
         return fsi::UioBus(mFolder / "class", mFolder / "dev").Open(identity, instance);
     }
 
@@ -58,12 +57,12 @@ class UioTree : public testing::Test {
 
 TEST_F(UioTree, ReachesTheRegistersThroughTheMapOffset) {
     Add("uio3", "000C\n", "0x1000\n", "0x100\n");
-    const auto window = Open("000c");
+    const auto window = Open("000c", 0);
     window->Write(fsi::registers::kControl, 0x12345678);
     EXPECT_EQ(WordInFile("uio3", 0x138), 0x12345678U);
     EXPECT_EQ(window->Read(fsi::registers::kControl), 0x12345678U);
-    const std::array<std::uint32_t, 3> run{1, 2, 3};
-    window->WriteRun(fsi::registers::kIndirectData, run.data(), run.size());
+    const std::uint32_t run[] = {1, 2, 3};
+    window->WriteRun(fsi::registers::kIndirectData, run, 3);
     EXPECT_EQ(WordInFile("uio3", 0x120), 3U);
     EXPECT_EQ(WordInFile("uio3", 0x124), 0U) << "a run goes to one register";
     EXPECT_NE(fcntl(window->Descriptor(), F_GETFD) & FD_CLOEXEC, 0);

@@ -70,11 +70,12 @@ class CardOnABoard : public testing::Test {
 
     /// Sets the link of each output: '1', '2', '.' for none.
     void SetUsages(const std::string& usages) {
+        using Usage = TalvoBrindlet::PortUsage;
         for (std::size_t port = 0; port < usages.size(); ++port) {
-            mCard->OutputPorts()[port]->SetUsage(usages[port] == '1' ? TalvoBrindlet::PortUsage::PrimaryLink
-                                                 : usages[port] == '2'
-                                                     ? TalvoBrindlet::PortUsage::SecondaryLink
-                                                     : TalvoBrindlet::PortUsage::NoLink);
+            const char link = usages[port];
+            mCard->OutputPorts()[port]->SetUsage(link == '1'   ? Usage::PrimaryLink
+                                                 : link == '2' ? Usage::SecondaryLink
+                                                               : Usage::NoLink);
         }
     }
 
@@ -122,18 +123,15 @@ class CardOnABoard : public testing::Test {
     }
 
     static char LetterOf(std::uint16_t word, unsigned slot) {
-        const struct {
-            std::uint16_t mWord;
-            char mLetter;
-        } rows[] = {{0, '.'},
-                    {audio::EndpointWord(kT1, slot), '1'},
-                    {audio::EndpointWord(kT2, 200 + slot), '2'},
-                    {audio::EndpointWord(kT1, 100 + slot), 'A'},
-                    {audio::EndpointWord(kT2, 300 + slot), 'B'},
-                    {audio::EndpointWord(kAdc, slot), 'L'}};
-        for (const auto& row : rows) {
-            if (row.mWord == word) {
-                return row.mLetter;
+        const std::pair<std::uint16_t, char> rows[] = {{0, '.'},
+                                                       {audio::EndpointWord(kT1, slot), '1'},
+                                                       {audio::EndpointWord(kT2, 200 + slot), '2'},
+                                                       {audio::EndpointWord(kT1, 100 + slot), 'A'},
+                                                       {audio::EndpointWord(kT2, 300 + slot), 'B'},
+                                                       {audio::EndpointWord(kAdc, slot), 'L'}};
+        for (const auto& [wanted, letter] : rows) {
+            if (wanted == word) {
+                return letter;
             }
         }
         return '?';

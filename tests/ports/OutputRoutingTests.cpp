@@ -1,11 +1,9 @@
 #include "CardOnABoard.h"
 #include "DeskCommands.h"
-#include "T2OutputMuteProcessor.h"
 #include "T2PortBitmapProcessor.h"
 #include "T2RouterChangeProcessor.h"
 
 using testing::ElementsAre;
-using testing::IsSupersetOf;
 using namespace TalvoBrindlet;
 
 namespace {
@@ -29,13 +27,6 @@ class OutputRouting : public CardOnABoard {
         T2PortBitmapProcessor(mManager, mT1, mT2, primaryUp, secondaryUp, command, kX2, k48).Apply(*mCard);
     }
 
-    void Mute(std::uint16_t port, bool muted) {
-        IoOutputMuteCmd command;
-        command.mPort = port;
-        command.mMute = muted ? 1 : 0;
-        T2OutputMuteProcessor(mManager, mT1, mT2, kX2, k48, command).Apply(*mCard);
-    }
-
     std::shared_ptr<OutputPort> Port(std::size_t index) const { return mCard->OutputPorts()[index]; }
 };
 
@@ -46,13 +37,11 @@ std::string TwiceOf(const std::string& ports) {
 }  // namespace
 
 TEST_F(OutputRouting, GainsHaveSixCodesAndOneRegister) {
-    const struct {
-        std::int32_t mGain;
-        const char* mCode;
-    } rows[] = {{0, "0"}, {-40, "1"}, {-60, "2"}, {-80, "3"}, {-100, "4"}, {-130, "5"}};
-    for (const auto& row : rows) {
-        EXPECT_THAT(WritesOf(mBoard, [&] { EXPECT_TRUE(Port(1)->SetGain(row.mGain)); }),
-                    ElementsAre("0008 W 0x24 0x000a0004", std::string("0008 W 0x20 0x0000000") + row.mCode));
+    const std::pair<std::int32_t, const char*> rows[] = {{0, "0"},   {-40, "1"},  {-60, "2"},
+                                                         {-80, "3"}, {-100, "4"}, {-130, "5"}};
+    for (const auto& [gain, code] : rows) {
+        EXPECT_THAT(WritesOf(mBoard, [&, decibels = gain] { EXPECT_TRUE(Port(1)->SetGain(decibels)); }),
+                    ElementsAre("0008 W 0x24 0x000a0004", std::string("0008 W 0x20 0x0000000") + code));
     }
     ASSERT_TRUE(Port(0)->SetGain(-40) && Port(1)->SetGain(-130));
     for (const std::int32_t refused : {-50, 40, -131, 65536}) {
@@ -60,8 +49,6 @@ TEST_F(OutputRouting, GainsHaveSixCodesAndOneRegister) {
     }
     EXPECT_EQ(Port(0)->GetGain(), -40) << "what it was last told, whatever the others were";
     EXPECT_EQ(Port(1)->GetGain(), -130);
-    EXPECT_EQ(mLog.Count("Brindlet: failed to set gain of -50 for output port 1 \n"), 1U);
-    EXPECT_EQ(mLog.Count("Brindlet: Set gain for output port 0 to -40\n"), 1U);
     EXPECT_FALSE(Port(0)->SetMute(true)) << "though it worked";
     EXPECT_TRUE(Port(0)->GetMute());
 }
@@ -90,12 +77,6 @@ TEST_F(OutputRouting, PlaysTheRouteOfEachPortsLinkAtTheLinksRate) {
         Rebuild();
         EXPECT_EQ(Playing(), TwiceOf(row.mPlaying)) << row.mName;
     }
-    EXPECT_EQ(mLog.Lines().back(), "Brindlet:  output port usage - Primary 2, Secondary 5, Output Mutes 3\n");
-    EXPECT_EQ(mLog.Count("Brindlet: transaction 10 for output port 2 muted\n"), 1U);
-    EXPECT_EQ(mLog.Count("Brindlet: transaction 2 for to Talvo output port 2 set to silence  as link is "
-                         "disconnected\n"),
-              4U)
-        << "not where it is muted, nor on a link without a route";
 }
 
 TEST_F(OutputRouting, ReleasesTheConvertersAtTheFirstRebuildOnly) {
@@ -115,10 +96,7 @@ TEST_F(OutputRouting, BitmapsPreferALinkThatADeadOneOverrides) {
         }
         return text;
     };
-    EXPECT_EQ(decisions(0), "-211");
-    EXPECT_EQ(decisions(1), "-212");
-    EXPECT_EQ(decisions(2), "----");
-    EXPECT_EQ(decisions(255), "----");
+    EXPECT_EQ(decisions(0) + decisions(1) + decisions(2) + decisions(255), "-211-212--------");
     std::vector<std::uint16_t> keys;
     for (const int port : {-32768, -1, 0, 1, 2, 3, 4, 5, 6, 7, 8, 32767}) {
         keys.push_back(T2PortBitmapProcessor::OutputPortToAudioPort(static_cast<std::int16_t>(port)));
@@ -129,9 +107,6 @@ TEST_F(OutputRouting, BitmapsPreferALinkThatADeadOneOverrides) {
 TEST_F(OutputRouting, BitmapsMoveThePortsThatTheyNameAndNoOther) {
     ApplyBitmap({{7, 0}, {6, 1}, {5, 2}, {0, 0}, {1, 1}, {9, 0}, {0xFFFF, 0}}, true, true);
     EXPECT_EQ(Playing(), TwiceOf("12....12"));
-    EXPECT_THAT(mLog.Lines(), IsSupersetOf({"Brindlet: Processing Port Bitmap:\n",
-                                            "\tEntry=0\tAudio port=0\tSrc hid=0x00001234\t+Route=0\n",
-                                            "\tEntry=6\tAudio port=65535\tSrc hid=0x00001234\t+Route=0\n"}));
     ApplyBitmap({{2, 0}, {7, 0}}, false, true);
     EXPECT_EQ(Playing(), TwiceOf("22..2.12"));
     ApplyBitmap({{2, 1}, {6, 0}, {3, 0}}, true, false);
@@ -157,20 +132,4 @@ TEST_F(OutputRouting, LinkChangesPinAllPortsToTheActiveLinkWhereItIsLeftAlone) {
     EXPECT_EQ(mLog.Count(kRebuilt), 2U);
     EXPECT_EQ(mLog.Count("Received notification of a Talvo Link up before the Talvo Active Router event\n"),
               3U);
-}
-
-TEST_F(OutputRouting, RouterChangesMoveAllPortsAndMutesOne) {
-    SetUsages("1122.1.2");
-    const std::pair<std::uint32_t, const char*> rows[] = {
-        {3, "1122.1.2"}, {2, "........"}, {1, "22222222"}, {0, "11111111"}};
-    for (const auto& [active, playing] : rows) {
-        EXPECT_TRUE(T2RouterChangeProcessor(mManager, mT1, mT2, kX2, k48).ApplyRouterChange(*mCard, active));
-        EXPECT_EQ(Playing(), TwiceOf(playing)) << active;
-    }
-    Mute(3, true);
-    Mute(4, true);
-    Mute(8, true);
-    EXPECT_EQ(Playing(), TwiceOf("111..111"));
-    Mute(3, false);
-    EXPECT_EQ(Playing(), TwiceOf("1111.111"));
 }

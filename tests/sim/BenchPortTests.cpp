@@ -64,6 +64,7 @@ TEST_F(Bench, AnswersEachRequestAsItSays) {
 }
 
 TEST_F(Bench, RefusesABadRequestAndChangesNothing) {
+    EXPECT_EQ(mClient.Ask("link 0 up 1 2 adma 3"), "ok");
     const std::string before = mBoard.StateText();
     ExpectReplies({{"\xff\x01", "error unknown request '\\xff\\x01'; 'help' names the requests"},
                    {"dip 1 2", "error usage: dip N"},
@@ -75,6 +76,16 @@ TEST_F(Bench, RefusesABadRequestAndChangesNothing) {
                    {"measure 1 0x1000000", "error COUNT '0x1000000' isn't a number from 0 to 16777215"},
                    {"table 5 2", "error LAST '2' isn't a number from 5 to 2047"},
                    {"hear 0 512", "error SAMPLE '512' isn't a number from 0 to 511"},
+                   {"link 2 down", "error '2' isn't one of 0 1"},
+                   {"link 0 sideways", "error 'sideways' isn't one of up down"},
+                   {"link 0 up 1", "error up needs HID and PORT"},
+                   {"link 0 up 0xffffffff 1", "error HID '0xffffffff' isn't a number from 0 to 4294967294"},
+                   {"link 0 up 1 2 adma", "error adma needs a number"},
+                   {"link 0 up 1 2 fsi 3 fsi 3", "error fsi is given twice"},
+                   {"link 0 up 1 2 colour 3", "error 'colour' isn't one of fsi adma flags"},
+                   {"link 0 down adma 3", "error 'adma' isn't flags"},
+                   {"netlink 123", "error HEX '123' isn't pairs of hexadecimal digits"},
+                   {"netlink 0x", "error HEX '0x' isn't pairs of hexadecimal digits"},
                    {std::string("trace a\0b", 9), "error 'a\\x00b' isn't a file's name"}});
     EXPECT_EQ(mBoard.StateText(), before);
 }

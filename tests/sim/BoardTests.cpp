@@ -2,9 +2,12 @@
 
 #include <gmock/gmock.h>
 
+#include <chrono>
 #include <future>
 
 #include "OpenNode.h"
+
+using namespace std::chrono_literals;
 
 namespace {
 
@@ -34,6 +37,43 @@ const std::pair<const char*, std::vector<std::pair<std::uint32_t, std::uint32_t>
     {"000C", {{0x40000, 3}, {0x40004, 15}, {0x40008, 1023}, {0x4000C, 7}}},
 };
 
+class BoardTest : public testing::Test {
+  protected:
+    sim::Board mBoard{{}};
+};
+
+/// The audio DMA node as the application drives it: endpoint word 0x801 gets its sound from the given source,
+/// 0x200 silence.
+class ChangeOver : public BoardTest {
+  protected:
+    ChangeOver() { mNode.Write(0x30, 0x1); }
+
+    void WriteTable(std::uint32_t source) {
+        std::vector<std::uint32_t> table(sim::kTableWords);
+        table.front() = 0x200;
+        table.back() = source << 12 | 0x801;
+        mNode.Write(0x24, 0xC0000);
+        mNode.Window().WriteRun(0x20, table.data(), table.size());
+    }
+
+    void AskFor(std::uint32_t source) {
+        WriteTable(source);
+        mNode.Write(0x38, 0x20);
+        mNode.Write(0x38, 0x00);
+    }
+
+    bool IsSyncing() { return mNode.Read(0x3C) == 0x8; }
+
+    /// Waits for the end of a change-over and acknowledges it; the source heard from then on.
+    std::uint32_t HeardAtEnd() {
+        EXPECT_TRUE(mNode.TakeSignal(5000));
+        mNode.Write(0x34, 0x1);
+        return mBoard.Hear(0x801).value_or(0xFFFF);
+    }
+
+    OpenNode mNode{mBoard, "0003"};
+};
+
 }  // namespace
 
 TEST(Board, TellsWhatTheApplicationAndTheWorldHaveMadeOfIt) {
@@ -54,42 +94,40 @@ TEST(Board, TellsWhatTheApplicationAndTheWorldHaveMadeOfIt) {
     EXPECT_THAT(board.Violations(), testing::IsEmpty());
 }
 
-TEST(Board, AdvancesTheIndirectAddressAndReportsEachAccessThatNoBlockDeclaresUpToABound) {
-    sim::Board board({});
-    OpenNode clocks(board, "000C");
+TEST_F(BoardTest, AdvancesTheIndirectAddressAndReportsEachAccessThatNoBlockDeclaresUpToABound) {
+    OpenNode clocks(mBoard, "000C");
     clocks.WriteWord(0x40000, 11);
     clocks.Write(0x20, 12);
     EXPECT_EQ(clocks.ReadWord(0x40004), 12U) << "a write advances the indirect address";
     EXPECT_EQ(clocks.Read(0x20), 12U) << "and a read doesn't";
-    OpenNode adma(board, "0003");
+    OpenNode adma(mBoard, "0003");
     EXPECT_EQ(adma.Read(0x24), 0U);
     adma.Write(0x02, 1);
     adma.WriteWord(0xC0000, 5);
     EXPECT_EQ(adma.ReadWord(0xC0000), 0U) << "the table can't be read";
     adma.WriteWord(0xC2000, 5);
-    OpenNode(board, "0009").WriteWord(0x80000, 1);
-    EXPECT_EQ(board.Word("0009", 0x80000), 1U << 2) << "a wrong write changes nothing";
+    OpenNode(mBoard, "0009").WriteWord(0x80000, 1);
+    EXPECT_EQ(mBoard.Word("0009", 0x80000), 1U << 2) << "a wrong write changes nothing";
     const std::vector<std::string> reports = {
         "0003: read of register 0x24 (indirect address), which is write only",
         "0003: write of offset 0x02, where there is no register",
         "0003: read of internal address 0xc0000 (transaction table), which is write only",
         "0003: write of internal address 0xc2000, where there is no word",
         "0009: write of internal address 0x80000 (inputs), which is read only"};
-    EXPECT_EQ(board.Violations(), reports);
+    EXPECT_EQ(mBoard.Violations(), reports);
     for (std::size_t n = 0; n < sim::ViolationLog::kMaxKept; ++n) {
         adma.Read(0x44);
     }
-    EXPECT_EQ(board.Violations().size(), sim::ViolationLog::kMaxKept);
+    EXPECT_EQ(mBoard.Violations().size(), sim::ViolationLog::kMaxKept);
 }
 
-TEST(BoardInterrupt, SignalsOnceWhereEnabledAtRaisingAndAtEnabling) {
-    sim::Board board({});
-    OpenNode node(board, "0004");
+TEST_F(BoardTest, SignalsAnInterruptOnceWhereEnabledAtRaisingAndAtEnabling) {
+    OpenNode node(mBoard, "0004");
     node.Write(0x30, 0x2);
-    board.RaiseInterrupt("0004", 31);
+    mBoard.RaiseInterrupt("0004", 31);
     EXPECT_FALSE(node.TakeSignal()) << "31 isn't enabled";
     for (int n = 0; n < 100000; ++n) {  // more than a pipe would hold
-        board.RaiseInterrupt("0004", 1);
+        mBoard.RaiseInterrupt("0004", 1);
     }
     EXPECT_TRUE(node.TakeSignal());
     EXPECT_FALSE(node.TakeSignal());
@@ -101,24 +139,22 @@ TEST(BoardInterrupt, SignalsOnceWhereEnabledAtRaisingAndAtEnabling) {
     EXPECT_FALSE(node.TakeSignal()) << "31 had been enabled before";
 }
 
-TEST(BoardInputs, ChangeSetsItsFlagAndRaisesOnlyWhereEnabled) {
-    sim::Board board({});
-    OpenNode power(board, "000A");
+TEST_F(BoardTest, FlagsTheChangeOfAnInputAndInterruptsOnlyWhereEnabled) {
+    OpenNode power(mBoard, "000A");
     power.WriteWord(0x80008, 0x2000);
-    board.SetLineFault(true);
+    mBoard.SetLineFault(true);
     EXPECT_EQ(power.Read(0x18), 0U) << "its change isn't enabled";
-    board.SetProtectionFault(true);
+    mBoard.SetProtectionFault(true);
     EXPECT_EQ(power.Read(0x18), 0x1U);
     EXPECT_EQ(power.ReadWord(0x80004), 0x3000U);
     power.WriteWord(0x8000C, 0x2000);
-    board.SetProtectionFault(true);
+    mBoard.SetProtectionFault(true);
     EXPECT_EQ(power.ReadWord(0x80004), 0x1000U) << "one flag cleared; the same level again is no change";
 }
 
-TEST(BoardThreads, MayAllEnterAtOnce) {
-    sim::Board board({});
-    const auto application = std::async(std::launch::async, [&board] {
-        OpenNode adma(board, "0003");
+TEST_F(BoardTest, MayBeEnteredByAllThreadsAtOnce) {
+    const auto application = std::async(std::launch::async, [this] {
+        OpenNode adma(mBoard, "0003");
         const std::vector<std::uint32_t> table(sim::kTableWords, 7);
         for (int n = 0; n < 50; ++n) {
             adma.Write(0x24, 0xC0000);
@@ -129,11 +165,86 @@ TEST(BoardThreads, MayAllEnterAtOnce) {
         }
     });
     for (int n = 0; n < 200; ++n) {
-        board.RaiseInterrupt("0003", 0);
-        board.Hear(7);
-        board.StateText();
-        board.SetSyncMode(n % 2 == 0 ? sim::SyncMode::Hold : sim::SyncMode::Auto);
+        mBoard.RaiseInterrupt("0003", 0);
+        mBoard.Hear(7);
+        mBoard.StateText();
+        mBoard.SetSyncMode(n % 2 == 0 ? sim::SyncMode::Hold : sim::SyncMode::Auto);
     }
     application.wait();
-    EXPECT_THAT(board.Violations(), testing::IsEmpty());
+    EXPECT_THAT(mBoard.Violations(), testing::IsEmpty());
+}
+
+TEST_F(BoardTest, LosesNoClockMeasurementWhetherAcknowledgedBeforeOrAfterItIsRead) {
+    OpenNode node(mBoard, "0004");
+    node.Write(0x30, 0x1F);
+    for (std::uint32_t n = 0; n < 4; ++n) {
+        mBoard.Measure(0xFF - n, 0xFFFFFF - n);
+    }
+    for (const std::uint32_t expected : {0xFFFFFFFFU, 0xFFFFFDFDU}) {
+        EXPECT_TRUE(node.TakeSignal());
+        node.Write(0x34, 0x4);
+        EXPECT_EQ(node.ReadWord(0x30000), expected);
+        EXPECT_TRUE(node.TakeSignal());
+        EXPECT_EQ(node.ReadWord(0x30000), expected - 0x101);
+        node.Write(0x34, 0x4);
+    }
+    EXPECT_EQ(node.Read(0x18), 0U);
+    EXPECT_EQ(node.ReadWord(0x30000), 0xFFFFFCFCU) << "the last one stays";
+    for (std::size_t n = 0; n <= sim::ReferenceBlock::kMaxQueued; ++n) {
+        ASSERT_TRUE(mBoard.Measure(1, n));
+    }
+    EXPECT_FALSE(mBoard.Measure(1, 1)) << "the queue holds no more";
+    node.TakeSignal();
+    node.Write(0x34, 0x4);
+    EXPECT_NE(mBoard.Activity().mBusyWith, "");
+    EXPECT_TRUE(node.TakeSignal(5000)) << "it goes on where nobody reads";
+    EXPECT_EQ(mBoard.Word("0004", 0x30000), 0x101U);
+    EXPECT_TRUE(mBoard.Measure(1, 1));
+}
+
+TEST_F(ChangeOver, NeedsARisingSyncBit) {
+    mNode.Write(0x38, 0x20);
+    HeardAtEnd();
+    WriteTable(2);
+    EXPECT_FALSE(mBoard.Hear(0x801)) << "written, not in use";
+    mNode.Write(0x38, 0x30);
+    EXPECT_FALSE(IsSyncing()) << "the bit was up before";
+    mNode.Write(0x38, 0x10);
+    mNode.Write(0x38, 0x30);
+    EXPECT_EQ(HeardAtEnd(), 2U);
+    EXPECT_EQ(mBoard.Hear(0x200), 0U);
+    EXPECT_FALSE(mBoard.Hear(0)) << "a word of 0 is no transaction";
+}
+
+TEST_F(ChangeOver, RemembersOneMoreWhileHeldAndTakesTheTableOfThen) {
+    mBoard.SetSyncMode(sim::SyncMode::Hold);
+    for (const std::uint32_t source : {1U, 2U, 3U, 4U}) {
+        AskFor(source);
+    }
+    mBoard.ReleaseSync();
+    EXPECT_EQ(HeardAtEnd(), 1U);
+    EXPECT_TRUE(IsSyncing()) << "the remembered one has begun, and is held";
+    WriteTable(5);
+    mBoard.ReleaseSync();
+    EXPECT_EQ(HeardAtEnd(), 4U);
+    AskFor(9);
+    EXPECT_FALSE(mNode.TakeSignal(20)) << "a release holds the next";
+    mBoard.SetSyncMode(sim::SyncMode::Auto);
+    EXPECT_EQ(HeardAtEnd(), 9U);
+}
+
+TEST_F(ChangeOver, KeepsTheApplicationBusyUntilItIsOverUnlessHeld) {
+    AskFor(1);
+    EXPECT_NE(mBoard.Activity().mBusyWith, "");
+    HeardAtEnd();
+    EXPECT_EQ(mBoard.Activity().mBusyWith, "");
+    const auto written = std::chrono::steady_clock::now();
+    WriteTable(1);
+    while (!mBoard.Activity().mBusyWith.empty()) {
+        ASSERT_LT(std::chrono::steady_clock::now() - written, 5s) << "it expects no request for ever";
+    }
+    EXPECT_GE(std::chrono::steady_clock::now() - written, 100ms) << "one is expected to follow the table";
+    mBoard.SetSyncMode(sim::SyncMode::Hold);
+    AskFor(2);
+    EXPECT_EQ(mBoard.Activity().mBusyWith, "");
 }

@@ -1,17 +1,12 @@
 #include "LinkDriver.h"
 
 #include <gmock/gmock.h>
-#include <linux/capability.h>
 #include <linux/netlink.h>
 #include <sys/socket.h>
-#include <sys/syscall.h>
 #include <sys/time.h>
 #include <unistd.h>
 
 #include <array>
-#include <cerrno>
-#include <memory>
-#include <thread>
 
 #include "BenchRequests.h"
 #include "Board.h"
@@ -98,33 +93,6 @@ TEST_F(BenchLinks, AreReportedWithTheGivenAttributesAlone) {
                                         R"({"up":true,"hid":4294967294,"port":0,"fsi":7,"adma":0}]})"));
 }
 
-TEST_F(BenchLinks, StayAsTheyAreAfterABadRequest) {
-    const ApplicationSocket application;
-    EXPECT_EQ(Ask("link 0 up 1 2 adma 3"), "ok");
-    application.Receive();
-    const std::string before = Ask("state");
-    const std::pair<const char*, const char*> rows[] = {
-        {"link 2 down", "'2' isn't one of 0 1"},
-        {"link 0 sideways", "'sideways' isn't one of up down"},
-        {"link 0 up 1", "up needs HID and PORT"},
-        {"link 0 up 0xffffffff 1", "HID '0xffffffff' isn't a number from 0 to 4294967294"},
-        {"link 0 up 1 -2", "PORT '-2' isn't a number from 0 to 4294967295"},
-        {"link 0 up 1 2 adma", "adma needs a number"},
-        {"link 0 up 1 2 fsi 3 fsi 3", "fsi is given twice"},
-        {"link 0 up 1 2 colour 3", "'colour' isn't one of fsi adma flags"},
-        {"link 0 down adma 3", "'adma' isn't flags"},
-        {"link 0 down flags 0x100000000", "flags '0x100000000' isn't a number from 0 to 4294967295"},
-        {"netlink", "usage: netlink HEX"},
-        {"netlink 123", "HEX '123' isn't pairs of hexadecimal digits"},
-        {"netlink 0x", "HEX '0x' isn't pairs of hexadecimal digits"},
-    };
-    for (const auto& [line, reason] : rows) {
-        EXPECT_EQ(Ask(line), std::string("error ") + reason) << line;
-    }
-    EXPECT_EQ(Ask("state"), before);
-    EXPECT_EQ(application.Receive(MSG_DONTWAIT), "none");
-}
-
 TEST_F(BenchLinks, AreToldToEachApplicationThatStarts) {
     EXPECT_EQ(Ask("netlink 00"), "error the application has no netlink socket");
     EXPECT_EQ(Ask("link 0 up 9 9"), "ok");
@@ -138,19 +106,4 @@ TEST_F(BenchLinks, AreToldToEachApplicationThatStarts) {
     const ApplicationSocket second(3);
     EXPECT_EQ(second.Receive(), kUp);
     EXPECT_EQ(second.Receive(), kDown);
-}
-
-TEST_F(BenchLinks, StayAsTheyAreWhereTheSystemRefusesTheReport) {
-    const std::string before = Ask("state");
-    const ApplicationSocket application;
-    std::thread powerless([this] {  // capabilities are a thread's own
-        __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
-        const __user_cap_data_struct none[_LINUX_CAPABILITY_U32S_3] = {};
-        ASSERT_EQ(syscall(SYS_capset, &header, none), 0);
-        EXPECT_EQ(Ask("link 0 up 1 2"), "error the datagram can't go: Operation not permitted");
-        EXPECT_EQ(Ask("netlink 00"), "error the datagram can't go: Operation not permitted");
-    });
-    powerless.join();
-    EXPECT_EQ(Ask("state"), before);
-    EXPECT_EQ(application.Receive(MSG_DONTWAIT), "none");
 }

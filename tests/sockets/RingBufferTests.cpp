@@ -12,9 +12,8 @@ TEST(RingBuffer, BytesKeepTheirOrderAtEveryPlaceOfTheWrap) {
     for (std::size_t start = 0; start < kCapacity; ++start) {
         for (std::size_t size = 0; size <= kCapacity; ++size) {
             RingBuffer ring(kCapacity);
-            const std::string lead(start, '-');
-            ASSERT_TRUE(ring.Write(lead.data(), lead.size()));
-            ASSERT_TRUE(ring.Write("+", start < kCapacity ? 1 : 0) && ring.Remove(start));
+            const std::string lead = std::string(start, '-') + "+";
+            ASSERT_TRUE(ring.Write(lead.data(), lead.size()) && ring.Remove(start));
             const std::string bytes = std::string("abcdefg").substr(0, std::min(size, kCapacity - 1));
             ASSERT_TRUE(ring.Write(bytes.data(), bytes.size()));
             EXPECT_EQ(ring.GetFree(), kCapacity - 1 - bytes.size());

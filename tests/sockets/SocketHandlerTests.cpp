@@ -103,14 +103,12 @@ TEST_F(Handler, ItsEndDeletesItsOwnSocketsOnly) {
     auto handler = std::make_unique<SocketHandler>(mLog);
     const auto owned = MakeSocket();
     handler->Add(owned.get());
-    const auto add = [&] {
+    for (int i = 0; i < 2; ++i) {  // the second waits to be served
+        handler->Select(0, 0);
         auto socket = std::make_unique<RecordingSocket>(*handler, record);
         socket->SetDeleteByHandler();
         handler->Add(socket.release());
-    };
-    add();
-    handler->Select(0, 0);
-    add();  // waits to be served
+    }
     handler.reset();
     EXPECT_THAT(record.Entries(), ElementsAre("delete", "destroyed", "delete", "destroyed"));
     EXPECT_THAT(mRecord.Entries(), ElementsAre("delete"));

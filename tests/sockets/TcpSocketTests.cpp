@@ -87,7 +87,7 @@ TEST_F(Tcp, AFailingConnectionIsTriedAgainAsOftenAsAllowedAndAtItsInterval) {
     }
 }
 
-TEST_F(Tcp, WithEndlessRetriesItGetsThroughOnceThePeerListensAndSendsWhatWaited) {
+TEST_F(Tcp, WithEndlessRetriesItGetsThroughWithWhatWaitedAndComesBackWithoutTheOldBytes) {
     RawListener listener(Kind::Refuses);
     RecordingSocket& socket = AddClient(listener.Port(), -1);
     socket.Send("first ");
@@ -99,14 +99,9 @@ TEST_F(Tcp, WithEndlessRetriesItGetsThroughOnceThePeerListensAndSendsWhatWaited)
     socket.Send("third");
     listener.Accept();
     EXPECT_EQ(listener.Receive(18), "first second third");
-}
-
-TEST_F(Tcp, AClientThatReconnectsComesBackWithoutTheOldBytes) {
-    RawListener listener(Kind::Listens);
-    RecordingSocket& socket = AddClient(listener.Port(), 0, true);
-    EXPECT_TRUE(RunUntil([this] { return mRecord.Count("connect") == 1; }));
+    socket.SetConnectionRetry(0);
+    socket.SetReconnect(true);
     socket.mTakesInput = false;
-    listener.Accept();
     listener.Send("old input");
     socket.SendBuf(std::string(200000, 'o').data(), 200000);
     listener.ClosePeer();
@@ -122,44 +117,32 @@ TEST_F(Tcp, AClientThatReconnectsComesBackWithoutTheOldBytes) {
 }
 
 TEST_F(Tcp, ADisconnectSaysHowItCameAboutAndEndsTheSocket) {
-    const struct {
-        std::vector<std::string> mLog;
-        std::string mEvent;
-        std::string mInput;
-        std::function<void(RawListener&, RecordingSocket&)> mAct;
-    } rows[] = {
-        {{},
-         "disconnect 2 0",
-         "last words",
-         [](RawListener& peer, RecordingSocket&) {
-             peer.Send("last words");
-             peer.ClosePeer();
-         }},
-        {{"abnormal value from recv"},
-         "disconnect 0 " + std::to_string(ECONNRESET),
-         "",
-         [](RawListener& peer, RecordingSocket&) {
-             peer.ClosePeer(true);
-         }},
-        {{"output buffer overflow"},
-         "disconnect 1 " + std::to_string(ENOBUFS),
-         "",
-         [this](RawListener&, RecordingSocket& socket) {
-             while (Logged("output buffer overflow") == 0) {
-                 socket.Send(std::string(50000, 'x'));
-             }
-         }},
-    };
-    for (const auto& row : rows) {
+    const auto end = [this](const std::function<void(RawListener&, RecordingSocket&)>& act) {
         RawListener listener(Kind::Listens);
         RecordingSocket& socket = AddConnected(listener, 60000);
-        row.mAct(listener, socket);
+        act(listener, socket);
         EXPECT_TRUE(RunToDestruction());
-        EXPECT_THAT(mRecord.Entries(),
-                    ElementsAre("connect", row.mEvent, "disconnect after '" + row.mInput + "'", "delete",
-                                "destroyed"));
-        EXPECT_EQ(mLog.Entries(), row.mLog);
-    }
+        return mRecord.Entries();
+    };
+    EXPECT_THAT(
+        end([](RawListener& peer, RecordingSocket&) {
+            peer.Send("last words");
+            peer.ClosePeer();
+        }),
+        ElementsAre("connect", "disconnect 2 0", "disconnect after 'last words'", "delete", "destroyed"));
+    EXPECT_THAT(mLog.Entries(), ElementsAre());
+    EXPECT_THAT(end([](RawListener& peer, RecordingSocket&) { peer.ClosePeer(true); }),
+                ElementsAre("connect", "disconnect 0 " + std::to_string(ECONNRESET), "disconnect after ''",
+                            "delete", "destroyed"));
+    EXPECT_THAT(mLog.Entries(), ElementsAre("abnormal value from recv"));
+    EXPECT_THAT(end([this](RawListener&, RecordingSocket& socket) {
+                    while (Logged("output buffer overflow") == 0) {
+                        socket.Send(std::string(50000, 'x'));
+                    }
+                }),
+                ElementsAre("connect", "disconnect 1 " + std::to_string(ENOBUFS), "disconnect after ''",
+                            "delete", "destroyed"));
+    EXPECT_THAT(mLog.Entries(), ElementsAre("output buffer overflow"));
 }
 
 TEST_F(Tcp, RecordsOfManySendersReachALatePeerWholeAndInOrder) {
@@ -177,13 +160,13 @@ TEST_F(Tcp, RecordsOfManySendersReachALatePeerWholeAndInOrder) {
     const std::size_t ahead = FillSystemBuffers(socket.GetSocket());
     std::string received;
     RunBeside([&] {
-        std::vector<std::future<void>> senders;
+        std::vector<std::future<void>> senders(kSenders);
         for (std::size_t sender = 0; sender < kSenders; ++sender) {
-            senders.push_back(std::async(std::launch::async, [sender, &socket, &recordOf] {
+            senders[sender] = std::async(std::launch::async, [sender, &socket, &recordOf] {
                 for (int i = 0; i < kRecords; ++i) {
                     socket.Send(recordOf(sender, i));
                 }
-            }));
+            });
         }
         senders.clear();  // waits for them
         EXPECT_EQ(listener.Receive(ahead), std::string(ahead, '.'));
@@ -205,10 +188,12 @@ TEST_F(Tcp, WhatIsLeftGoesBeforeTheSocketClosesButNotForEver) {
         const char* mName;
         bool mFlushes;
         bool mPeerReads;
+        bool mIsUrgent;  ///< a byte of the peer's ends it
         int mLimitMs;
-    } rows[] = {{"flushed", true, true, 5000},
-                {"peer never reads", true, false, 100},
-                {"without", false, false, 5000}};
+    } rows[] = {{"flushed", true, true, false, 5000},
+                {"peer never reads", true, false, false, 100},
+                {"urgent", true, false, true, 200},
+                {"without", false, false, false, 5000}};
     const std::string bytes(kSize, 'b');
     for (const auto& row : rows) {
         SCOPED_TRACE(row.mName);
@@ -219,7 +204,7 @@ TEST_F(Tcp, WhatIsLeftGoesBeforeTheSocketClosesButNotForEver) {
         socket.SetFlushBeforeClose(row.mFlushes);
         socket.Send(bytes);
         const auto begin = Clock::now();
-        socket.SetCloseAndDelete();
+        row.mIsUrgent ? listener.SendUrgent('!') : socket.SetCloseAndDelete();
         auto received = std::async(std::launch::async, [&listener, reads = row.mPeerReads] {
             return reads ? listener.Receive(kSize + 1) : "";
         });
@@ -228,19 +213,8 @@ TEST_F(Tcp, WhatIsLeftGoesBeforeTheSocketClosesButNotForEver) {
         EXPECT_EQ(received.get() == bytes, row.mPeerReads);
         EXPECT_EQ(Logged("Sending all data before closing"), row.mFlushes ? 1U : 0U);
         EXPECT_EQ(Logged("graceful shutdown"), 1U);
+        EXPECT_EQ(Logged("exception on select"), row.mIsUrgent ? 1U : 0U);
     }
-}
-
-TEST_F(Tcp, AnUrgentByteEndsItOnce) {
-    RawListener listener(Kind::Listens);
-    StreamSocket::Times times = kShort;
-    times.mFlushLimit = milliseconds(200);
-    RecordingSocket& socket = AddConnected(listener, 3'000'000, times);
-    socket.SetFlushBeforeClose(true);
-    socket.Send(std::string(3'000'000, 'b'));
-    listener.SendUrgent('!');
-    EXPECT_TRUE(RunToDestruction());
-    EXPECT_EQ(Logged("exception on select"), 1U);
 }
 
 TEST_F(Tcp, AnotherThreadEndsItInEveryState) {

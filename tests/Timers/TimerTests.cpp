@@ -1,18 +1,20 @@
 #include <gmock/gmock.h>
 
-#include <algorithm>
 #include <chrono>
 #include <functional>
-#include <string>
+#include <future>
+#include <list>
 #include <thread>
-#include <vector>
 
 #include "CapturedLog.h"
+#include "CommandTimingStats.h"
 #include "EventTimerManager.h"
 #include "IEventTimerHandler.h"
 
+using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::MatchesRegex;
 
 namespace {
 
@@ -34,9 +36,8 @@ class Timers : public testing::Test, public IEventTimerHandler {
 
     /// Starts a timer that tells its name when it elapses.
     EventTimerProxy Start(std::string name, std::uint32_t periodMs, bool repeats = false) {
-        mNames.push_back(std::make_unique<std::string>(std::move(name)));
-        mMade.push_back(mManager.CreateTimer(*mNames.back(), this, periodMs, repeats, mNames.back().get(),
-                                             TimerUnit::Milliseconds));
+        std::string& kept = mNames.emplace_back(std::move(name));
+        mMade.push_back(mManager.CreateTimer(kept, this, periodMs, repeats, &kept, TimerUnit::Milliseconds));
         mManager.Start(mMade.back());
         return mMade.back();
     }
@@ -54,7 +55,7 @@ class Timers : public testing::Test, public IEventTimerHandler {
     }
 
     EventTimerManager& mManager = EventTimerManager::Instance();
-    std::vector<std::unique_ptr<std::string>> mNames;
+    std::list<std::string> mNames;
     std::vector<EventTimerProxy> mMade;
     std::vector<std::string> mElapsed;
     std::function<void(IEventTimer&)> mReaction;
@@ -87,7 +88,7 @@ TEST_F(Timers, ARepeatingTimerCatchesUpAmongTheOthersAndOneWithoutPeriodFiresOnc
     EXPECT_THAT(mElapsed, ElementsAre("always", "often", "often", "once", "often"));
     mElapsed.clear();
     mManager.Service();
-    EXPECT_EQ(std::count(mElapsed.begin(), mElapsed.end(), "always"), 1);
+    EXPECT_THAT(mElapsed, Contains("always").Times(1));
 }
 
 TEST_F(Timers, HandlersMayCancelAndStartTimers) {
@@ -115,6 +116,54 @@ TEST_F(Timers, AHandlerThatTakesLongIsReported) {
     EXPECT_GT(slow->LastElapsedMs(), 2000);
     EXPECT_EQ(log.Count(" Ms in service call " + std::to_string(slow->LastElapsedMs()) + "\r\n"), 1U);
     EXPECT_EQ(log.Count("Timer manager Ms in service loop 2"), 1U);
+}
+
+TEST(CommandTimingStats, KeepsARowForEachNameAndTheMaximaOfAllThreads) {
+    CommandTimingStats& stats = CommandTimingStats::Instance();
+    stats.SetKeyNames([](std::uint32_t key) {
+        return CommandTimingStats::KeyNames{"Type", key == 1 ? "Command" : nullptr};
+    });
+    const auto report = [&stats] {
+        CapturedLog log;
+        log.Enable(Feature::TimingStatsDebug);
+        stats.Report();
+        return log.Lines();
+    };
+    int stalls = 0;
+    int events = 0;  // both, for as long as the process runs
+    for (const std::string& line : report()) {
+        std::sscanf(line.c_str(), "Log Stalls %d", &stalls);
+        std::sscanf(line.c_str(), "NumEvents = %d", &events);
+    }
+    constexpr std::uint32_t kKeys = 5000;  // milliseconds, more than any other test takes
+    std::vector<std::future<void>> threads(3);
+    for (std::future<void>& thread : threads) {
+        thread = std::async(std::launch::async, [&stats] {
+            for (std::uint32_t key = kKeys; key > 0; --key) {
+                stats.BeginKey(key);
+                stats.EndKey();
+                stats.CountEvents(200, key);
+                stats.CountActions(key);
+                stats.CountLogWrite(key);
+            }
+        });
+    }
+    report();         // beside the counting
+    threads.clear();  // waits for them
+    const std::vector<std::string> lines = report();
+    EXPECT_EQ(lines.size(), 9U);
+    EXPECT_THAT(lines, Contains(MatchesRegex("\\[Type\\] Command, max time [0-9]+ mS\n")));
+    EXPECT_THAT(lines, Contains(MatchesRegex("\\[Type\\] UNKNOWN, max time [0-9]+ mS\n")));
+    for (const std::string& line :
+         {"Log Stalls     " + std::to_string(stalls + 14700) +
+              "     [ Number of times writing to log has exceeded 100mS ]",
+          std::string("MaxLogTime     5000 mS  [ Writing to log - RemoteCapableAudit::Output() ]"),
+          std::string("MaxEventTime   5000 mS  [ Processing N elapsed timers - EventTimerMgr.Service() ]"),
+          std::string("MaxEvents       200     [ Max value for N events in one pass ]"),
+          std::string("MaxActioned    5000     [ Max value for M commands in one pass ]"),
+          "NumEvents = " + std::to_string(events + 3000000)}) {
+        EXPECT_THAT(lines, Contains(line + "\n"));
+    }
 }
 
 }  // namespace

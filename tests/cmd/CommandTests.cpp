@@ -1,12 +1,30 @@
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
-#include <string>
-#include <utility>
-#include <vector>
+#include <sstream>
 
 #include "ActionN.h"
+#include "Node.h"
+#include "RootNode.h"
+#include "Tokeniser.h"
 
 namespace {
+
+TEST(Tokeniser, SplitsAtBlanksOutsideQuotes) {
+    const std::vector<std::pair<std::string, std::vector<std::string>>> rows = {
+        {"   ", {}},
+        {"  a   b ", {"a", "b"}},
+        {"{t1 t2}", {"t1 t2"}},
+        {"{t1 t2\" x", {"t1 t2", "x"}},  // any quote ends what another began
+        {"a{ b }c d", {"a b c", "d"}},
+        {"{ b } \"\" {}", {"b"}},
+        {"a {b c", {"a", "b c"}},
+        {"a\tb c\t", {"a\tb", "c"}},
+        {"\\ \\\"n", {"\\", "\\n"}},
+    };
+    for (const auto& [text, tokens] : rows) {
+        EXPECT_THAT(cmd::Tokenise(text), testing::ElementsAreArray(tokens)) << "'" << text << "'";
+    }
+}
 
 TEST(ActionTexts, TakeTheFirstSentenceAsTheBriefAndNameTheTypes) {
     const std::vector<std::vector<std::string>> rows = {
@@ -51,6 +69,38 @@ TEST(ArgumentConversion, TakesWhatItsTypeHoldsAndRefusesTheRest) {
             EXPECT_EQ(convert(text), result) << "'" << text << "' of the row with " << results[0].first;
         }
     }
+}
+
+auto Named(const std::string& name, const std::string& description = "") {
+    return cmd::action::MakeAction(
+        name, [] {}, description);
+}
+
+TEST(CommandTree, FindsWholePathsAloneAndKeepsTheLatestActionAndTheFirstNodeOfAName) {
+    cmd::NodeManager::RootNode root;
+    for (const char* const name : {"dc_volts", "late"}) {
+        root.AddAction(Named("adcrst", name));
+        const auto power = std::make_shared<cmd::Node>("");
+        power->AddAction("power", {Named(name)});
+        root.AddChild(power);
+    }
+    root.AddAction("//clock/source", {Named("show")});
+    root.AddAction("//clock/source", {Named("set")});
+    for (const char* const path : {"//adcrst", "//power/dc_volts", "//clock/source/show"}) {
+        EXPECT_NE(root.Find(path), nullptr) << path;
+    }
+    for (const char* const path :
+         {"//tower/dc_volts", "//powers/dc_volts", "//ad", "//adcrsts", "//dc_volts", "//power/", "//power",
+          "//power/dc_volts/", "//power//dc_volts", "//clock/show", "adcrst", "/", "//", ""}) {
+        EXPECT_EQ(root.Find(path), nullptr) << path;
+    }
+    EXPECT_EQ(root.Find("//adcrst")->Brief(), "late");
+    root.SetTreeListing(true);
+    std::ostringstream tree;
+    root.Write(tree);
+    EXPECT_EQ(tree.str(),
+              "//\n  adcrst\n    clock/\n      source/\n        set\n        show\n"
+              "    power/\n      dc_volts\n");
 }
 
 }  // namespace
