@@ -28,7 +28,8 @@ class AudioDma : public testing::Test {
 
     void Start() {
         mManager->SetEndpoints({mT1, mT2, mAdcIns, mDacIns});
-        ASSERT_TRUE(Settle());
+        // The sync thread asks whenever it gets to it.
+        ASSERT_TRUE(RunUntil(mIo, [this] { return HeardInSlot(0) == 0U; }) && Settle());
     }
 
     /// Until the board has nothing in hand and the event loop nothing to run.
@@ -79,7 +80,7 @@ TEST_F(AudioDma, LaysTheSinksOutInOrderAndLinksHaveAStraightRouteAt48k) {
 TEST_F(AudioDma, ResetGoesPastTheSyncThreadAndLosesNoLaterRequest) {
     Start();
     RouteSlot0(1);
-    ASSERT_TRUE(Settle());
+    ASSERT_TRUE(RunUntil(mIo, [&] { return HeardInSlot(0) == EndpointWord(kT1, 1); }) && Settle());
     mBoard.SetSyncMode(sim::SyncMode::Hold);
     const auto writes = WritesOf(mBoard, [&] { mManager->ResetFsi(); });
     ASSERT_EQ(writes.size(), 2050U);

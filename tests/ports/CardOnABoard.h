@@ -37,6 +37,8 @@ class CardOnABoard : public testing::Test {
                                                            mAdcControl, mDacControl, mAdcIns, mDacIns, mIo);
         mLog.Enable(Feature::TalvoIoBox);
         mLog.Enable(Feature::TalvoIoBoxVerbose);
+        // The sync thread asks whenever it gets to it; until then its write could be among those of a test.
+        EXPECT_TRUE(RunUntil(mIo, [this] { return SlotsHear([](unsigned) { return 0U; }); }));
     }
     ~CardOnABoard() override { EXPECT_THAT(mBoard.Violations(), testing::ElementsAre()); }
 
@@ -48,16 +50,7 @@ class CardOnABoard : public testing::Test {
     /// What the 16 slots of the outputs are to play, once the board does play that: '1' and '2' the links'
     /// routes of 48 kHz, 'A' and 'B' those of 96 kHz, 'L' the input of the same number, '.' silence.
     std::string Playing() {
-        const auto heard = [this] {
-            mAdma->HandleInterrupts();
-            for (unsigned slot = 0; slot < kSlots; ++slot) {
-                if (mBoard.Hear(audio::EndpointWord(kDac, slot)) != Wanted(slot)) {
-                    return false;
-                }
-            }
-            return true;
-        };
-        if (!RunUntil(mIo, heard)) {
+        if (!RunUntil(mIo, [this] { return SlotsHear([this](unsigned slot) { return Wanted(slot); }); })) {
             return "not what the board plays";
         }
         std::string playing;
@@ -116,6 +109,18 @@ class CardOnABoard : public testing::Test {
     void SetRoutes(const char* primary, const char* secondary, SampleRates::SystemSampleRates rate) {
         mT1->SetRouteText(primary, *mDacIns, audio::FrequencyScaler::X2, rate);
         mT2->SetRouteText(secondary, *mDacIns, audio::FrequencyScaler::X2, rate);
+    }
+
+    /// Whether the board plays that in each slot, once what has ended is dealt with.
+    template <class WordOfSlot>
+    bool SlotsHear(const WordOfSlot& wordOf) {
+        mAdma->HandleInterrupts();
+        for (unsigned slot = 0; slot < kSlots; ++slot) {
+            if (mBoard.Hear(audio::EndpointWord(kDac, slot)) != wordOf(slot)) {
+                return false;
+            }
+        }
+        return true;
     }
 
     std::uint16_t Wanted(unsigned slot) const {
