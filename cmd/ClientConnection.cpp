@@ -3,7 +3,6 @@
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/error.hpp>
 #include <boost/asio/read_until.hpp>
-#include <boost/asio/write.hpp>
 #include <iostream>
 #include <utility>
 
@@ -34,7 +33,7 @@ void ClientConnection::Start(const std::string& banner) {
 }
 
 void ClientConnection::Send(std::string_view text) {
-    if (!mSocket.is_open()) {
+    if (!mSocket.is_open() || text.empty()) {
         return;
     }
     if (IsFull(text.size())) {
@@ -45,13 +44,12 @@ void ClientConnection::Send(std::string_view text) {
     *mUnsentToAll += text.size();
     if (mWriting.empty()) {
         StartWrite();
-        LimitWriting();
     }
 }
 
 bool ClientConnection::IsFull(std::size_t more) const {
-    const std::size_t unsent = mWriting.size() + mWaiting.size();
-    return unsent + more > kMaxUnsent || (*mUnsentToAll > kMaxUnsentToAll && unsent > kUnsentWhenFull);
+    const std::size_t unsent = mWriting.size() - mWritten + mWaiting.size() + more;
+    return unsent > kMaxUnsent || (*mUnsentToAll + more > kMaxUnsentToAll && unsent > kUnsentWhenFull);
 }
 
 void ClientConnection::Drop(const char* reason) {
@@ -104,14 +102,18 @@ std::string ClientConnection::TakeLine(std::size_t length) {
 }
 
 void ClientConnection::StartWrite() {
-    mWriting = std::exchange(mWaiting, {});
+    if (mWritten == mWriting.size()) {
+        mWriting = std::exchange(mWaiting, {});
+        mWritten = 0;
+    }
     if (mWriting.empty()) {
         mLastRead.cancel();
         return;
     }
-    boost::asio::async_write(mSocket, boost::asio::buffer(mWriting),
+    LimitWriting();
+    mSocket.async_write_some(boost::asio::buffer(mWriting) + mWritten,
                              [self = shared_from_this()](const boost::system::error_code& error,
-                                                         std::size_t) { self->OnWritten(error); });
+                                                         std::size_t size) { self->OnWritten(error, size); });
 }
 
 /// Replies to what was read before may still follow, and lines of the log until the end has been dealt with.
@@ -133,20 +135,22 @@ void ClientConnection::LimitWriting() {
     mLastRead.expires_after(kLastRead);
     mLastRead.async_wait([self = shared_from_this()](const boost::system::error_code& error) {
         if (!error) {
-            self->Drop("it has ended and doesn't read what it was sent");
+            self->Close();
         }
     });
 }
 
-void ClientConnection::OnWritten(const boost::system::error_code& error) {
-    *mUnsentToAll -= mWriting.size();
+void ClientConnection::OnWritten(const boost::system::error_code& error, std::size_t size) {
     if (error) {
         // What waits would meet the same end, or wait on a dead connection for ever.
+        size = mWriting.size() - mWritten;
         ForgetWaiting();
         if (error != boost::asio::error::operation_aborted) {
             std::cerr << "async_write error: " << error << '\n';
         }
     }
+    mWritten += size;
+    *mUnsentToAll -= size;
     StartWrite();
 }
 

@@ -28,12 +28,12 @@ class ClientConnection : public std::enable_shared_from_this<ClientConnection> {
     static constexpr std::size_t kMaxUnsent = std::size_t{1}
                                               << 20;  ///< bytes; a client with more unsent is dropped
 
-    /// Bytes unsent to all clients of a server; beyond it those are dropped, at the next text for them, that
-    /// haven't read all but the last kUnsentWhenFull of what they were sent.
+    /// Bytes unsent to all clients of a server; a text that would lead beyond it drops its client, unless
+    /// that one has no more than kUnsentWhenFull unsent with it.
     static constexpr std::size_t kMaxUnsentToAll = std::size_t{32} << 20;
     static constexpr std::size_t kUnsentWhenFull = std::size_t{64} << 10;
 
-    /// How long a client that sends no more may take to read what it has been sent.
+    /// How long a client that sends no more may go without reading what it has been sent; then it is closed.
     static constexpr std::chrono::seconds kLastRead{5};
 
     /// `unsentToAll` counts the bytes that wait for the clients of a server, this one's among them.
@@ -66,7 +66,7 @@ class ClientConnection : public std::enable_shared_from_this<ClientConnection> {
     void OnRead(boost::system::error_code error, std::size_t length);
     std::string TakeLine(std::size_t length);
     void StartWrite();
-    void OnWritten(const boost::system::error_code& error);
+    void OnWritten(const boost::system::error_code& error, std::size_t size);
     void EndReading(const boost::system::error_code& error);
     void LimitWriting();
     void ForgetWaiting();
@@ -79,6 +79,7 @@ class ClientConnection : public std::enable_shared_from_this<ClientConnection> {
     const std::shared_ptr<std::size_t> mUnsentToAll;
     boost::asio::streambuf mInput{kMaxLine + 1};  ///< the longest line and its delimiter
     std::string mWriting;                         ///< in the hands of the write that is under way
+    std::size_t mWritten = 0;                     ///< bytes of it that the kernel has taken
     std::string mWaiting;                         ///< goes out with the next write
     boost::asio::steady_timer mLastRead;
     const char* mDropReason = nullptr;

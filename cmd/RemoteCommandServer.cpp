@@ -1,6 +1,9 @@
 #include "RemoteCommandServer.h"
 
 #include <fcntl.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
 
 #include <algorithm>
 #include <array>
@@ -40,6 +43,17 @@ bool IsWantOfDescriptors(const error_code& error) {
 /// Programs that this one starts don't get the descriptor.
 void CloseOnExec(int descriptor) {
     ::fcntl(descriptor, F_SETFD, FD_CLOEXEC);
+}
+
+/// A client whose machine has gone without a word would keep its descriptor for ever. The times are seconds.
+void ProbeWhenIdle(int descriptor) {
+    constexpr std::array<std::array<int, 3>, 4> kOptions{{{SOL_SOCKET, SO_KEEPALIVE, 1},
+                                                          {IPPROTO_TCP, TCP_KEEPIDLE, 60},
+                                                          {IPPROTO_TCP, TCP_KEEPINTVL, 10},
+                                                          {IPPROTO_TCP, TCP_KEEPCNT, 6}}};
+    for (const auto& [level, name, value] : kOptions) {
+        ::setsockopt(descriptor, level, name, &value, sizeof value);
+    }
 }
 
 /// Local date and time, with a line end.
@@ -90,6 +104,7 @@ void RemoteCommandServer::Welcome() {
     CloseOnExec(mNextSocket.native_handle());
     error_code ignored;
     mNextSocket.set_option(tcp::no_delay(true), ignored);
+    ProbeWhenIdle(mNextSocket.native_handle());
     const auto connection = std::make_shared<ClientConnection>(
         std::move(mNextSocket), mDelimiter, mUnsentToAll,
         [weak = weak_from_this()](const ConnectionPtr& client, const error_code& error, std::string line) {
