@@ -146,6 +146,19 @@ stop_keeps_the_log_in_compression() {
         [[ $(gzip -dc /var/log/T2.log.1.gz | wc -c) == 30000000 ]]
 }
 
+# The box starts again meanwhile, and may have shifted the generations by one.
+crash_keeps_the_log_in_compression() {
+    systemctl stop "$unit" && yes | head -c 31000000 >/var/log/T2.log
+    systemctl start "$unit" && await 10 runs gzip && kill -KILL "$(property MainPID)" && runs gzip &&
+        await 30 replies hid '^Hid is set to ' && await 30 lacks_gzip && ls -l /var/log &&
+        for generation in /var/log/T2.log.[12].gz; do gzip -dc "$generation" | wc -c; done | grep -x 31000000 &&
+        systemctl stop "$unit"
+}
+
+lacks_gzip() {
+    ! runs gzip
+}
+
 lost_folders_come_back() {
     rm -r /home/root/TalvoBrindlet /var/lib/sorvel
     systemctl start "$unit" && await 30 replies hid '^Hid is set to ' &&
@@ -197,6 +210,7 @@ check 'it starts again after quit' quit_is_restarted
 check 'debug.conf may be missing' debug_conf_may_be_missing
 check 'a stop is quick, and keeps log and dumps' stop_keeps_the_folders
 check 'a stop during a compression loses no log' stop_keeps_the_log_in_compression
+check 'a crash during a compression loses no log' crash_keeps_the_log_in_compression
 check 'lost folders are made again' lost_folders_come_back
 check 'nothing was refused to it' nothing_was_refused
 check 'dumps go where there are many, and none keeps it from starting' old_dumps_go
