@@ -96,8 +96,11 @@ std::string Process::WaitForOutput(const std::string& text) {
     return rest;
 }
 
-void Process::Signal(int signal) const {
-    kill(mPid, signal);
+void Process::Signal(int signal) {
+    int status = 0;
+    if (!HasEnded(status)) {
+        kill(mPid, signal);
+    }
 }
 
 Process::Holdings Process::Usage() const {

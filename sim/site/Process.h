@@ -38,7 +38,8 @@ class Process {
     /// the process ends, or twenty seconds pass, before.
     std::string WaitForOutput(const std::string& text);
 
-    void Signal(int signal) const;
+    /// Nothing happens where the process has ended.
+    void Signal(int signal);
 
     /// What the running program holds of the machine.
     struct Holdings {
