@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
 #include <boost/filesystem.hpp>
+#include <system_error>
 
 #include "ControllerFixture.h"
 #include "ExternalClockManager.h"
@@ -71,4 +72,19 @@ TEST_F(Controller, WaitsForARateThatIsNewAlone) {
     EXPECT_EQ(mBoard.Word("000C", 0x60000), mBoard.Word("000D", 0x60000));
     EXPECT_EQ(mLog.Count("cut to"), 0U);
     EXPECT_EQ(mLog.Count("Brindlet: setting sample rate from 48kHz@X2 to 96kHz@X2 \n"), 1U);
+}
+
+TEST_F(Controller, DoesNotStartWithoutADevice) {
+    for (const char* identity : {"0003", "0004", "0007", "0008", "0009", "000A", "000C", "000D"}) {
+        sim::BoardSettings settings;
+        settings.mWithout = {identity};
+        sim::Board board(settings);
+        try {
+            const BrindletManager manager(mIo, board, mFolder.Path());
+            ADD_FAILURE() << identity;
+        } catch (const std::system_error& error) {
+            const std::string named = std::string("FSI '") + identity + "' (device '', fd -1, size 0)";
+            EXPECT_EQ(std::string(error.what()).rfind(named, 0), 0U) << error.what();
+        }
+    }
 }

@@ -11,6 +11,12 @@ using namespace TalvoBrindlet;
 
 namespace {
 
+class Input : public InputPort_KX4093 {
+  public:
+    using InputPort_KX4093::InputPort_KX4093;
+    void FailTimer() { mGainTimer.cancel(); }
+};
+
 /// Input 12 of the box, on channel 2.
 class InputGain : public testing::Test {
   protected:
@@ -38,8 +44,7 @@ class InputGain : public testing::Test {
     CapturedLog mLog;
     boost::asio::io_service mIo;
     std::shared_ptr<AdcControlFsi_KX4093> mAdc = std::make_shared<AdcControlFsi_KX4093>(mBoard);
-    std::shared_ptr<InputPort_KX4093> mPort =
-        std::make_shared<InputPort_KX4093>(mAdc, std::int16_t{12}, std::int16_t{2}, mIo);
+    std::shared_ptr<Input> mPort = std::make_shared<Input>(mAdc, std::int16_t{12}, std::int16_t{2}, mIo);
 };
 
 }  // namespace
@@ -122,6 +127,21 @@ TEST_F(InputGain, ChangesTheStepWithTheTrimAtNoughtInBetween) {
                 }),
                 ElementsAre("0x001c7300", "0x00100000", "0x0017f001", "0x00100001", "0x002830ff"));
     EXPECT_EQ(mPort->GetDigitalGain(), 80);
+}
+
+TEST_F(InputGain, IsStuckOnceTheTimerHasFailed) {
+    ASSERT_TRUE(Set(100));
+    EXPECT_THAT(GainsOf([&] {
+                    mPort->FailTimer();
+                    EXPECT_TRUE(RunUntil(mIo, [&] {
+                        return mLog.Count(
+                                   "Brindlet: ERROR - failed to set Analogue Gain 2, Digital Gain 65 for "
+                                   "port 35. Details: system:125 \n") == 1;
+                    }));
+                    EXPECT_FALSE(Set(50));
+                }),
+                ElementsAre());
+    EXPECT_EQ(mPort->GetAnalogueGain(), 0);
 }
 
 TEST_F(InputGain, IsLeftAloneWhereThePortGoesInTheMiddleOfAChange) {

@@ -31,6 +31,21 @@ struct Owner : BrindletStatusManager {
     std::int32_t mActive = 2;
 };
 
+/// The ports of a card whose kinds allow neither phantom power nor a rebuilt routing.
+struct PlainCard : IoCard {
+    explicit PlainCard(const IoCard& card) : IoCard(0, 0, 1, 0, "plain", {0, 0, 0, 0}), mCard(card) {
+        mInputPorts = card.InputPorts();
+        mOutputPorts = card.OutputPorts();
+    }
+    std::uint16_t GetNumInputPorts() const override { return mCard.GetNumInputPorts(); }
+    std::uint16_t GetNumOutputPorts() const override { return mCard.GetNumOutputPorts(); }
+    Endpoint GetAdcEndpoint() const override { return mCard.GetAdcEndpoint(); }
+    Endpoint GetDacEndpoint() const override { return mCard.GetDacEndpoint(); }
+    bool SetSampleRate(audio::FrequencyScaler, SampleRates::SystemSampleRates) override { return true; }
+
+    const IoCard& mCard;
+};
+
 class PortManager : public CardOnABoard {
   protected:
     PortManager() { Make(); }
@@ -246,4 +261,48 @@ TEST_F(PortManager, PlaysTheInputsWhileLoopedBack) {
     EXPECT_EQ(Playing(), "1111222211112222");
     EXPECT_EQ(mDacIns->Scaler(), audio::FrequencyScaler::X2);
     EXPECT_TRUE(AreInputsSent());
+}
+
+TEST_F(PortManager, TellsOfTheClockThatIsLocked) {
+    ASSERT_TRUE(mBoard.Measure(1, 1152000));
+    mReference->HandleInterrupts();
+    mBoard.SetPllLocked(true);
+    ASSERT_TRUE(mBoard.Measure(1, 1152000));
+    mReference->HandleInterrupts();
+    EXPECT_EQ(mLog.Count("Brindlet: clock source has changed to ID 1\n"), 1U);
+    EXPECT_EQ(mLog.Count("Selected clock Id 1 [stable/locked], T2 port 0 is stable, T2 port 1 isunstable\n"),
+              1U);
+}
+
+TEST_F(PortManager, LeavesAloneWhatTheCardsKindsDoNotAllow) {
+    const auto card = mCard;
+    SetUsages("11112222");
+    mPorts->HandleLinkStatusChange();
+    mPorts->HandleOutputMute(Mute(0, 1), 0);
+    mCard = std::make_shared<PlainCard>(*card);
+    Make();
+    mPorts->HandleSetInputParams(Input(0, 0x04), 0);
+    EXPECT_FALSE(card->InputPorts()[0]->GetPhantomPower());
+    EXPECT_EQ(mLog.Count("to set phantom power"), 0U);
+    mPorts->HandleOutputMute(Mute(1, 1), 0);
+    EXPECT_FALSE(card->OutputPorts()[1]->GetMute()) << "a mute is taken by the rebuild";
+    EXPECT_EQ(Playing(), ".1112222.1112222");
+}
+
+TEST_F(PortManager, LivesWithoutACard) {
+    mCard = nullptr;
+    Make();
+    mPorts->HandleSetOutputGain(OutputGain(0, 0), 0);
+    mPorts->HandleOutputMute(Mute(0, 1), 0);
+    mPorts->HandleActiveRouterChange(2);
+    mPorts->HandleSampleRate(SampleRates::SR96k);
+    mPorts->ConfigureLoopback(true);
+    const std::string error = "Brindlet: ERROR - no ";
+    EXPECT_EQ(mLog.Count(error), 3U);
+    EXPECT_EQ(mLog.Count(error + "talvo IO card to handle a change in the active Talvo router port\n"), 1U);
+    EXPECT_EQ(mLog.Count(error + "Talvo 2 IO card to use the Talvo 2 sample rate\n"), 1U);
+    EXPECT_EQ(mLog.Count(error + "Talvo 2 IO card to use the Talvo 2 in configuring the loopback\n"), 1U);
+    EXPECT_EQ(mPorts->GetOutputGain(0), 0);
+    EXPECT_TRUE(mPorts->GetIoCardInfo().empty());
+    EXPECT_EQ(mPorts->GetPortReport(), "");
 }
