@@ -25,7 +25,7 @@ constexpr std::uint32_t kLoopbackHid = 0x3F800;
 /// The far end of a link, on an address of this machine.
 class FarEnd {
   public:
-    explicit FarEnd(const char* local) : mSocket(mIo, EndpointOf(local, 0)) {}
+    explicit FarEnd(const char* local, std::uint16_t port = 0) : mSocket(mIo, EndpointOf(local, port)) {}
 
     std::uint16_t Port() const { return mSocket.local_endpoint().port(); }
 
@@ -60,6 +60,7 @@ class LinkManager : public testing::Test {
     void SetUp() override {
         mPorts.mInterfaces = {"brtest0", "brtest1"};
         mPorts.mSettling = 0ms;
+        mPorts.mRetry = 0ms;
         mPorts.mHeartbeatsIn = FarEnd("127.0.9.1").Port();
         mPorts.mHeartbeatsOut = mFarEnd.Port();
         mManager = std::make_unique<TalvoRouterLinkManager>(
@@ -81,15 +82,17 @@ class LinkManager : public testing::Test {
         return mNetlink.Send(NetlinkSender::Report(values));
     }
 
-    void Beat(const char* bytes) { mFarEnd.Send("127.0.9.1", mPorts.mHeartbeatsIn, BytesOf(bytes)); }
+    void Beat(const char* bytes, const char* to = "127.0.9.1") {
+        mFarEnd.Send(to, mPorts.mHeartbeatsIn, BytesOf(bytes));
+    }
 
     /// Sends heartbeats, all the time, until `done` holds.
     template <class Predicate>
-    bool BeatUntil(const char* bytes, const Predicate& done) {
+    bool BeatUntil(const char* bytes, const Predicate& done, const char* to = "127.0.9.1") {
         auto next = Clock::now();
         return RunUntil(mIo, [&] {
             if (Clock::now() >= next) {
-                Beat(bytes);
+                Beat(bytes, to);
                 next += 50ms;
             }
             return done();
@@ -176,6 +179,23 @@ TEST_F(LinkManager, GivesALinkItsAddressAnewWhenItComesBack) {
     ASSERT_TRUE(RunUntil(mIo, [this] { return mManager->GetLocalIp(0) == 0x7F000A01; }));
     const std::string joined = "HB receiving thread (Port 0) still running on new link, forcibly joinning\n";
     ASSERT_TRUE(RunUntil(mIo, [&] { return mLog.Count(joined) == 1; }));
+}
+
+TEST_F(LinkManager, ReceivesOnceItsAddressIsToBeHad) {
+    const char* local = "127.0.41.2";
+    auto inTheWay = std::make_unique<FarEnd>(local, mPorts.mHeartbeatsIn);
+    ASSERT_TRUE(Report({1, kLoopbackHid, 9, 0}));
+    ASSERT_TRUE(RunUntil(mIo, [this] { return mLog.Count("Unable to bind Link 1 to Port ") == 2; }));
+    inTheWay.reset();
+    ASSERT_TRUE(BeatUntil(
+        kBeat, [this] { return !mChanges.empty(); }, local));
+    EXPECT_THAT(mChanges, ElementsAre("1 7f002902 1 7f0029fe 4567"));
+    EXPECT_EQ(mLog.Count("still running"), 0U);
+    const std::size_t tries = mLog.Count("Set IP Cmd: ifconfig brtest1 ");
+    ASSERT_TRUE(Report({1, LinkReport::kLinkDown, 9, 4}));
+    ASSERT_TRUE(RunUntil(mIo, [this] { return mChanges.size() == 2; }));
+    EXPECT_EQ(mLog.Count("Set IP Cmd: ifconfig brtest1 "), tries)
+        << "none while it receives, none while down";
 }
 
 TEST_F(LinkManager, EndsAtOnceWhateverItWaitsFor) {

@@ -37,6 +37,10 @@ class HeartbeatReceiver {
     /// Has the thread end, and doesn't wait for it. Any thread.
     void RequestStop();
 
+    /// Whether it couldn't begin at its address, so that nothing is received before another Restart. Any
+    /// thread.
+    bool HasFailed() const { return mHasFailed; }
+
     /// Whether heartbeats come. Any thread.
     bool IsHeartbeatSeen() const { return mHeartbeatSeen; }
 
@@ -52,6 +56,7 @@ class HeartbeatReceiver {
     StdoutLog mLog;
     SocketHandler mHandler{mLog};
     std::atomic<bool> mStop{false};
+    std::atomic<bool> mHasFailed{false};
     std::atomic<bool> mHeartbeatSeen{false};
     std::thread mThread;
 };

@@ -22,4 +22,5 @@ struct RouterPorts {
     std::uint16_t mHeartbeatsIn = 60002;   ///< UDP, at the box
     std::array<std::string, kRouterLinks> mInterfaces{"t2link0", "t2link1"};
     std::chrono::milliseconds mSettling{2000};  ///< after an interface was given an address
+    std::chrono::milliseconds mRetry{10'000};   ///< before an address that couldn't be used is tried again
 };

@@ -74,6 +74,7 @@ class TalvoRouterLinkManager {
     struct Link {
         LinkAddresses mPlanned;                     ///< in use, or to be when it has settled
         std::optional<Clock::time_point> mSettled;  ///< when the interface's new address may be used
+        Clock::time_point mRetry;                   ///< when a receiver that couldn't begin has another try
     };
 
     void Stop();
@@ -85,6 +86,7 @@ class TalvoRouterLinkManager {
     bool SetAddress(unsigned port, std::uint32_t localIp);
     void TakeIntoUse(unsigned port);
     void TakeSettled();
+    void RetryFailed();
 
     void RunHeartbeats();
     void Sleep(std::chrono::milliseconds time);

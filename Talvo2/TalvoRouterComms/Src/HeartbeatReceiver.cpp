@@ -32,10 +32,12 @@ void HeartbeatReceiver::Restart(const LinkAddresses& addresses) {
         Stop();
     }
     mStop = false;
+    mHasFailed = false;
     try {
         mThread = std::thread([this, addresses] { Run(addresses); });
     } catch (const std::system_error& failure) {
         AUDIT(Feature::Fault, "Unable to receive heartbeats of Link %u: %s\n", mLink, failure.what());
+        mHasFailed = true;
     }
 }
 
@@ -54,6 +56,7 @@ void HeartbeatReceiver::RequestStop() {
 void HeartbeatReceiver::Run(const LinkAddresses& addresses) {
     const auto socket = Bind(addresses.mLocal);
     if (socket == nullptr) {
+        mHasFailed = true;
         return;
     }
     RemoteDevice device;

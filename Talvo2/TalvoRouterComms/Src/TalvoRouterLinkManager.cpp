@@ -90,6 +90,7 @@ void TalvoRouterLinkManager::RunScan() {
             }
         }
         TakeSettled();
+        RetryFailed();
     }
 }
 
@@ -172,6 +173,20 @@ void TalvoRouterLinkManager::TakeIntoUse(unsigned port) {
         mReceivers[port]->Stop();
     } else {
         mReceivers[port]->Restart(addresses);
+        mLinks[port].mRetry = Clock::now() + mPorts.mRetry;
+    }
+}
+
+/// The interface may come later than its report, and descriptors may be wanting for a while; the driver tells
+/// of neither, so the link would stay deaf until its cable is pulled.
+void TalvoRouterLinkManager::RetryFailed() {
+    for (unsigned port = 0; port < kRouterLinks; ++port) {
+        const Link& link = mLinks[port];
+        const bool isInUse = link.mPlanned.mLocal != 0 && !link.mSettled;
+        if (isInUse && mReceivers[port]->HasFailed() && Clock::now() >= link.mRetry && !mShutdown) {
+            mReceivers[port]->Stop();
+            Plan(port, link.mPlanned);
+        }
     }
 }
 
