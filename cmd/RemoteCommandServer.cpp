@@ -3,10 +3,13 @@
 #include <fcntl.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
+#include <sys/resource.h>
+#include <sys/select.h>
 #include <sys/socket.h>
 
 #include <algorithm>
 #include <array>
+#include <boost/asio/buffer.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/system/system_error.hpp>
 #include <cerrno>
@@ -38,6 +41,15 @@ bool IsWantOfDescriptors(const error_code& error) {
     constexpr std::array<int, 4> kErrors{{EMFILE, ENFILE, ENOBUFS, ENOMEM}};
     return error.category() == boost::system::system_category() &&
            std::find(kErrors.begin(), kErrors.end(), error.value()) != kErrors.end();
+}
+
+/// The routers' sockets, which have to be below FD_SETSIZE too, find a quarter of the descriptors free
+/// however many clients there are.
+bool IsToBeLeftFree(int descriptor) {
+    rlimit limit{};
+    ::getrlimit(RLIMIT_NOFILE, &limit);
+    const rlim_t usable = std::min<rlim_t>(limit.rlim_cur, FD_SETSIZE);
+    return static_cast<rlim_t>(descriptor) >= usable - usable / 4;
 }
 
 /// Programs that this one starts don't get the descriptor.
@@ -90,7 +102,9 @@ void RemoteCommandServer::StartAccept() {
 }
 
 void RemoteCommandServer::OnAccepted(const error_code& error) {
-    if (!error) {
+    if (!error && IsToBeLeftFree(mNextSocket.native_handle())) {
+        TurnAway();
+    } else if (!error) {
         Welcome();
     }
     if (IsWantOfDescriptors(error)) {
@@ -114,6 +128,14 @@ void RemoteCommandServer::Welcome() {
         });
     mConnected(connection);
     connection->Start(Banner());
+}
+
+void RemoteCommandServer::TurnAway() {
+    static const std::string kReason = "Too many clients\n";
+    error_code ignored;
+    mNextSocket.write_some(boost::asio::buffer(kReason), ignored);
+    mNextSocket.close(ignored);
+    AUDIT(Feature::Fault, "CommandLine: turned a client away: %s", kReason.c_str());
 }
 
 void RemoteCommandServer::StartAcceptLater() {

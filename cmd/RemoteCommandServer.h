@@ -13,9 +13,9 @@ namespace cmd {
 
 class ClientConnection;
 
-/// The listening end of the remote shell: accepts any number of clients, greets them and reports what they
-/// type. Owned by CommandLine; lives on the event loop, where its signals fire. Clients may outlive it,
-/// unheard.
+/// The listening end of the remote shell: accepts as many clients as leave the routers' side its descriptors,
+/// greets them and reports what they type. Owned by CommandLine; lives on the event loop, where its signals
+/// fire. Clients may outlive it, unheard.
 class RemoteCommandServer : public std::enable_shared_from_this<RemoteCommandServer> {
   public:
     using ConnectionPtr = std::shared_ptr<ClientConnection>;
@@ -42,6 +42,7 @@ class RemoteCommandServer : public std::enable_shared_from_this<RemoteCommandSer
   private:
     void OnAccepted(const boost::system::error_code& error);
     void Welcome();
+    void TurnAway();
     void StartAcceptLater();
     void PostEvent(const ConnectionPtr& connection, const boost::system::error_code& error, std::string line);
     void OnEnd(const ConnectionPtr& connection, const boost::system::error_code& error);

@@ -1,10 +1,11 @@
 #include <gmock/gmock.h>
 
 #include <chrono>
+#include <list>
 #include <stdexcept>
 
 #include "ClientConnection.h"
-#include "NoDescriptors.h"
+#include "FewDescriptors.h"
 #include "ShellFixture.h"
 
 namespace {
@@ -68,12 +69,29 @@ TEST_F(Shell, AnswersManyLinesAtOnceInOrderAlsoToAClientThatEndsSendingAndEndsOn
 TEST_F(Shell, WaitsForDescriptorsWithoutSpinningAndThenAccepts) {
     LineClient client(mPort);
     {
-        const NoDescriptors none;
+        const FewDescriptors none(0);
         const std::size_t handlers = mIo.run_for(std::chrono::milliseconds(350));
         EXPECT_TRUE(handlers >= 1 && handlers <= 8) << "an accept and a timer each 100 ms: " << handlers;
     }
     StartShell();
     client.ReadUntil("'cmd'.\n");
+}
+
+TEST_F(Shell, LeavesDescriptorsToOthersHoweverManyClientsCome) {
+    StartShell();
+    constexpr int kSpare = 64;
+    const int end = FewDescriptors::Next() + kSpare;
+    const FewDescriptors few(kSpare);
+    std::list<GreetedClient> clients;
+    const auto openAll = [&] {
+        while (clients.size() < kSpare) {
+            clients.emplace_back(mPort);
+        }
+    };
+    EXPECT_THROW(openAll(), std::exception);
+    EXPECT_EQ(LineClient(mPort).ReadToEnd(), "Too many clients\n");
+    EXPECT_GE(end - FewDescriptors::Next(), end / 4 - 2);
+    EXPECT_EQ(clients.back().Ask("num 7"), "7");
 }
 
 }  // namespace

@@ -7,8 +7,8 @@
 
 #include <csignal>
 
+#include "FewDescriptors.h"
 #include "ListenSocket.h"
-#include "NoDescriptors.h"
 #include "RawTcpClient.h"
 #include "SocketFixture.h"
 
@@ -152,7 +152,7 @@ TEST_F(Handler, AListenerWithoutDescriptorsRestsAndThenAcceptsAfterAll) {
     mHandler.Select(0, 0);
     RawTcpClient client(listener.Port());
     {
-        const NoDescriptors none;
+        const FewDescriptors none(0);
         const auto begin = Clock::now();
         EXPECT_TRUE(RunUntil([this] { return Logged("accept") == 3; }));
         EXPECT_GE(Clock::now() - begin, milliseconds(200));
