@@ -144,6 +144,8 @@ int RunGuarded(boost::asio::io_service& io, cmd::CommandLine& commandLine, const
 int RunApplication(int argc, char* argv[], const Platform& platform) {
     // A console that goes away is no reason to stop; a write to it then fails and is ignored.
     std::signal(SIGPIPE, SIG_IGN);
+    // Whoever started this may have had it ignored, and then the status of `ifconfig` can't be had.
+    std::signal(SIGCHLD, SIG_DFL);
     const CrashDumper crashDumper(platform.mRoot, argv[0]);
     const std::string programName = ProgramName(argv[0]);
     const CommandLineOptions options(argc, argv);
